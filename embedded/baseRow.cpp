@@ -1,0 +1,69 @@
+// What the row database core defines of BaseRow. Its class information (vtable, typeinfo) comes with toString().
+#include "rowstore/baseRow.h"
+
+#include <algorithm>
+
+#include "rowstore/variableColumns.h"
+
+namespace Zorva {
+
+constinit thread_local BaseRowCounters BaseRow::baseRowCounters;
+
+/// "len: 52, type: 7", as much as a generic row knows of itself; a null row's text is the row types' own.
+std::string BaseRow::toString() const
+{
+   if (isNull())
+      return "len: 0, NULL";
+   return "len: " + std::to_string(rowLength()) + ", type: " + std::to_string(rowType());
+}
+
+template <>
+void BaseRow::setToNull<EthAddr>(EthAddr& value)
+{
+   value = EthAddr();
+}
+
+// Areas move towards the front in the order of their old offsets, so none is overwritten before it has moved. Nothing
+// is allocated: the next area is the one with the smallest offset not below the first byte not yet filled, since an
+// area that has moved ends there.
+len_t BaseRow::compactVariableData(len_t baseRowLength)
+{
+   const vcdType& slots = vcd();
+   const std::size_t rowEnd = checkedRowLength();
+   const auto areaOf = [&](len_t slotOffset) -> std::span<unsigned char> {
+      const VColType& slot = slotAt(slotOffset);
+      if (slot.isEmpty())
+         return {};
+      checkInside(slot.dataOffset(), slot.dataLength(), rowEnd);
+      if (slot.dataOffset() < baseRowLength)
+         throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
+      return {header() + slot.dataOffset(), slot.dataLength()};
+   };
+   for (auto one = slots.begin(); one != slots.end(); ++one) {
+      const auto area = areaOf(*one);
+      for (auto other = slots.begin(); other != one && !area.empty(); ++other) {
+         const auto before = areaOf(*other);
+         if (!before.empty() && area.data() < before.data() + before.size() && before.data() < area.data() + area.size())
+            ZoOutOfRange::throwException("the data of the slots at offsets " + std::to_string(*other) + " and " +
+                                         std::to_string(*one) + " overlap");
+      }
+   }
+
+   len_t filled = baseRowLength;
+   for (;;) {
+      VColType* next = nullptr;
+      for (const len_t offset : slots) {
+         VColType& slot = slotAt(offset);
+         if (!slot.isEmpty() && slot.dataOffset() >= filled &&
+             (next == nullptr || slot.dataOffset() < next->dataOffset()))
+            next = &slot;
+      }
+      if (next == nullptr)
+         return filled;
+      std::memmove(header() + filled, header() + next->dataOffset(), next->dataLength());
+      next->dataOffsetIs(filled);
+      filled = static_cast<len_t>(filled + next->dataLength());
+   }
+}
+
+} // namespace Zorva

@@ -1,0 +1,233 @@
+// Array columns of BaseRow. The data that a non-empty array's slot names:
+//
+//   data byte     0       1             2
+//            | elemCount | xxxx|elemCount | element 0 | element 1 | ...    elements packed, no alignment
+//              bits 0-7        bits 8-11
+//
+// The four bits marked x are not part of the count; a store clears the lowest of them and keeps the rest. An empty
+// array has no data at all: its slot is empty. Included by rowstore/baseRow.h, which documents the members of BaseRow.
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <compare>
+#include <iterator>
+#include <limits>
+#include <ranges>
+#include <span>
+
+#include "rowstore/baseRow.h"
+#include "rowstore/variableColumns.h"
+
+namespace Zorva {
+
+/// The most elements that an array's 12-bit count can say.
+inline constexpr std::size_t maxArrayElements = 4095;
+
+/// Size of the header in front of the elements, in bytes.
+inline constexpr len_t arrayHeaderLength = 2;
+
+/// Where the contract of the array setColumn is reported.
+inline constexpr unsigned arraySetColumnAssertionLine = 1535;
+inline constexpr const char* arraySetColumnSignature =
+   "void Zorva::BaseRow::setColumn(Zorva::len_t, const std::vector<_Ch_type>&, Zorva::len_t) [with T = unsigned int; "
+   "Zorva::len_t = short unsigned int]";
+
+/// The length in bytes of the data of an array of `count` elements of `elementSize` bytes: 0 for none.
+[[nodiscard]] constexpr std::size_t arrayDataLength(std::size_t count, std::size_t elementSize) noexcept
+{
+   return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
+}
+
+/// A read-only view of one array column of one row. Owns nothing; valid while the row's bytes stay where they are,
+/// which any store into the row may end. Elements are read by value, since they lie at any address. A count that
+/// says more than the data holds is cut to what it holds.
+template <class T>
+class ZORVA_EXPORT ArrayReference
+{
+public:
+   /// Random access; yields values, so it satisfies std::random_access_iterator but is an input iterator to
+   /// algorithms from before C++20.
+   class iterator
+   {
+   public:
+      using value_type = T;
+      using difference_type = std::ptrdiff_t;
+      using reference = T;
+      using pointer = void;
+      using iterator_category = std::input_iterator_tag;
+      using iterator_concept = std::random_access_iterator_tag;
+
+      iterator() noexcept = default;
+      explicit iterator(const unsigned char* at) noexcept : at_(at) {}
+
+      T operator*() const noexcept { return load<T>(at_); }
+      T operator[](difference_type n) const noexcept { return *(*this + n); }
+
+      iterator& operator+=(difference_type n) noexcept
+      {
+         at_ += n * width;
+         return *this;
+      }
+      iterator& operator-=(difference_type n) noexcept { return *this += -n; }
+      iterator& operator++() noexcept { return *this += 1; }
+      iterator& operator--() noexcept { return *this -= 1; }
+      iterator operator++(int) noexcept { return std::exchange(*this, *this + 1); }
+      iterator operator--(int) noexcept { return std::exchange(*this, *this - 1); }
+
+      friend iterator operator+(iterator i, difference_type n) noexcept { return i += n; }
+      friend iterator operator+(difference_type n, iterator i) noexcept { return i += n; }
+      friend iterator operator-(iterator i, difference_type n) noexcept { return i -= n; }
+      friend difference_type operator-(iterator a, iterator b) noexcept { return (a.at_ - b.at_) / width; }
+      friend bool operator==(iterator, iterator) noexcept = default;
+      friend auto operator<=>(iterator, iterator) noexcept = default;
+
+   private:
+      static constexpr difference_type width = sizeof(T);
+
+      const unsigned char* at_ = nullptr;
+   };
+   using const_iterator = iterator;
+   using value_type = T;
+
+   /// A view of no elements.
+   ArrayReference() noexcept = default;
+
+   /// A view of the array data of `dataLength` bytes at `data`, header included; no data when `dataLength` is 0.
+   ArrayReference(const unsigned char* data, len_t dataLength) noexcept
+   {
+      if (dataLength >= arrayHeaderLength) {
+         const std::size_t held = (dataLength - arrayHeaderLength) / sizeof(T);
+         elements_ = data + arrayHeaderLength;
+         size_ = std::min<std::size_t>(load<len_t>(data) & countMask, held);
+      }
+   }
+
+   /// The element at `index`. Throws ZoOutOfRange "Invalid Index".
+   T operator[](std::size_t index) const
+   {
+      if (index >= size_) [[unlikely]]
+         ZoOutOfRange::throwException("Invalid Index");
+      return load<T>(elements_ + index * sizeof(T));
+   }
+
+   std::size_t size() const noexcept { return size_; }
+   bool empty() const noexcept { return size_ == 0; }
+
+   /// The first or last element. Throw ZoOutOfRange "Invalid Index" when there is none.
+   T front() const { return (*this)[0]; }
+   T back() const { return (*this)[size_ - 1]; }
+
+   iterator begin() const noexcept { return iterator(elements_); }
+   iterator end() const noexcept { return iterator(elements_ + size_ * sizeof(T)); }
+
+   /// The elements' bytes as stored: little-endian, packed, without the header.
+   std::span<const unsigned char> bytes() const noexcept { return {elements_, size_ * sizeof(T)}; }
+
+   static constexpr len_t countMask = 0x0fff;
+
+private:
+   const unsigned char* elements_ = nullptr;
+   std::size_t size_ = 0;
+};
+
+template <class T>
+ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
+{
+   if (isNull())
+      return {};
+   const VColType& slot = slotAt(offset);
+   if (slot.isEmpty())
+      return {};
+   return {checkedBytesOfBuffer(slot.dataOffset(), slot.dataLength()), slot.dataLength()};
+}
+
+template <class T>
+bool BaseRow::arrayColumnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
+{
+   const auto mine = arrayColumn<T>(offset).bytes();
+   const auto others = other.arrayColumn<T>(otherOffset).bytes();
+   return mine.size() == others.size() && (mine.empty() || std::memcmp(mine.data(), others.data(), mine.size()) == 0);
+}
+
+template <class T>
+std::string BaseRow::aryColumnToString(len_t offset) const
+{
+   const auto elements = arrayColumn<T>(offset);
+   constexpr std::size_t widest = std::numeric_limits<T>::digits10 + 3; // digits, sign and comma of one element
+   std::string text(2 + elements.size() * widest, '[');
+   char* at = text.data() + 1;
+   for (const T element : elements) {
+      at = std::to_chars(at, at + widest, element).ptr;
+      *at++ = ',';
+   }
+   if (!elements.empty())
+      --at;
+   *at++ = ']';
+   text.resize(static_cast<std::size_t>(at - text.data()));
+   return text;
+}
+
+/// Whether an array of `count` elements may be stored. If not, raises the debug assertion for more data than a
+/// variable column can hold and, where the handler returns, says no; throws ZoOutOfRange for more than 4095 elements.
+inline bool arrayFits(std::size_t count, std::size_t elementSize)
+{
+   if (!variableLengthFits(arrayDataLength(count, elementSize), true))
+      return false;
+   if (count > maxArrayElements) [[unlikely]]
+      ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
+                                   std::to_string(maxArrayElements));
+   return true;
+}
+
+/// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
+template <class T>
+inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
+{
+   constexpr len_t keptBits = 0xe000;
+   store<len_t>(at, static_cast<len_t>((load<len_t>(at) & keptBits) | value.size()));
+   std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
+}
+
+template <class T>
+void BaseRow::setColumn(len_t offset, const std::vector<T>& value, len_t fdLen)
+{
+   if (fdLen == 0) [[unlikely]]
+      contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
+   ensurePrivate();
+   updateFixElemArray<T>(offset, fdLen, std::span<const T>(value));
+}
+
+template <class T, ContiguousRangeOf<T> R>
+void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
+{
+   if (fdLen == 0) [[unlikely]]
+      contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
+   ensurePrivate();
+   updateFixElemArray<T>(offset, fdLen, std::span<const T>(std::ranges::data(value), std::ranges::size(value)));
+}
+
+template <class T>
+void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, const std::vector<T>& value)
+{
+   updateFixElemArray<T>(offset, fdLen, std::span<const T>(value));
+}
+
+template <class T>
+void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> value)
+{
+   requireBuffer();
+   requireWritable();
+   if (!arrayFits(value.size(), sizeof(T)))
+      return;
+   if (value.empty()) {
+      slotAt(offset).empty();
+      return;
+   }
+   const auto length = static_cast<len_t>(arrayDataLength(value.size(), sizeof(T)));
+   const len_t place = makeFreeSpace(slotAt(offset), length, fdLen);
+   storeArray(header() + place, value);
+   slotAt(offset).fieldsAre(place, length, true);
+}
+
+} // namespace Zorva

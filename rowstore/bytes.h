@@ -1,0 +1,88 @@
+// The only door to row memory: unaligned little-endian loads and stores, and the bounds check that stands before
+// them. Owns nothing. Row bytes are never accessed through pointers to wider types, so no access needs alignment.
+#pragma once
+
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "platform/zorva/ethAddr.h"
+#include "platform/zorva/exceptions.h"
+
+/// The C library's assertion failure, in the form that also agrees with <cassert>.
+extern "C" void __assert_fail(const char*, const char*, unsigned, const char*) noexcept __attribute__((__noreturn__));
+
+namespace Zorva {
+
+/// Every row length, buffer length, column offset and row position, in bytes.
+using len_t = std::uint16_t;
+
+/// The longest row, everything included.
+inline constexpr std::size_t maxRowLength = 65535;
+
+/// Size of the row header, and so the offset of every row type's first column.
+inline constexpr len_t zo_contentOffset = 4;
+
+/// Places of the header's two fields, each an unsigned 16-bit number.
+inline constexpr len_t rowLengthOffset = 0;
+inline constexpr len_t rowTypeOffset = 2;
+
+static_assert(std::endian::native == std::endian::little, "row bytes are little-endian and stored in host order");
+
+/// The value types of fixed-width columns.
+template <class T>
+concept FixedColumnType = std::same_as<T, unsigned short> || std::same_as<T, unsigned int> ||
+                          std::same_as<T, unsigned long> || std::same_as<T, int> || std::same_as<T, bool> ||
+                          std::same_as<T, EthAddr>;
+
+/// The source file under which this header family reports failed assertions.
+inline constexpr const char* assertionFile = "baseRow";
+
+/// Reports a broken contract of the calling code through the C library and stops the process, in every build type.
+[[noreturn]] inline void contractViolated(const char* assertion, unsigned line, const char* function) noexcept
+{
+   __assert_fail(assertion, assertionFile, line, function);
+}
+
+/// Throws ZoOutOfRange for an access of `width` bytes at `offset` where only `available` bytes are.
+[[noreturn]] [[gnu::noinline]] inline void throwOutsideBuffer(std::size_t offset, std::size_t width,
+                                                              std::size_t available)
+{
+   ZoOutOfRange::throwException("row bytes at offset " + std::to_string(offset) + ", width " + std::to_string(width) +
+                                ", lie outside the buffer of " + std::to_string(available) + " bytes");
+}
+
+/// Throws ZoOutOfRange unless [offset, offset + width) lies inside `available` bytes. Wide, so nothing wraps.
+inline void checkInside(std::size_t offset, std::size_t width, std::size_t available)
+{
+   if (offset + width > available) [[unlikely]]
+      throwOutsideBuffer(offset, width, available);
+}
+
+/// The value of type T stored at `at`. A bool is any byte that is not 0, read as a byte.
+template <class T>
+[[nodiscard]] inline T load(const unsigned char* at) noexcept
+{
+   if constexpr (std::same_as<T, bool>) {
+      return *at != 0;
+   } else {
+      T value;
+      std::memcpy(&value, at, sizeof value);
+      return value;
+   }
+}
+
+/// Stores `value` at `at`: its bytes, a bool as 0 or 1.
+template <class T>
+inline void store(unsigned char* at, const T& value) noexcept
+{
+   if constexpr (std::same_as<T, bool>)
+      *at = value ? 1 : 0;
+   else
+      std::memcpy(at, &value, sizeof value);
+}
+
+} // namespace Zorva

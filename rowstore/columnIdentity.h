@@ -1,0 +1,62 @@
+// One column of two rows compared or ordered, one column hashed. The value operations stand alone, so that whole-row
+// folds can use them behind a single bounds check. Included by rowstore/baseRow.h, which documents the members.
+#pragma once
+
+#include "platform/halvo/util.h"
+#include "rowstore/baseRow.h"
+
+namespace Zorva {
+
+/// How a stored value of type T compares: numbers as themselves, a bool as its byte, an address as the number whose
+/// most significant byte is its first.
+template <FixedColumnType T>
+[[nodiscard]] inline auto comparable(const unsigned char* at) noexcept
+{
+   if constexpr (std::same_as<T, bool>) {
+      return *at;
+   } else if constexpr (std::same_as<T, EthAddr>) {
+      const std::uint64_t first4 = __builtin_bswap32(load<std::uint32_t>(at));
+      const std::uint64_t last2 = __builtin_bswap16(load<std::uint16_t>(at + 4));
+      return first4 << 16 | last2;
+   } else {
+      return load<T>(at);
+   }
+}
+
+/// What a stored value of type T feeds into a row hash.
+template <FixedColumnType T>
+[[nodiscard]] inline std::uint64_t hashValue(const unsigned char* at)
+{
+   if constexpr (std::same_as<T, EthAddr>)
+      return Halvo::Util::hash(at, sizeof(EthAddr));
+   else if constexpr (std::same_as<T, int>)
+      return static_cast<std::uint64_t>(std::int64_t{load<int>(at)});
+   else
+      return comparable<T>(at);
+}
+
+template <FixedColumnType T>
+bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
+{
+   requireBuffer();
+   other.requireBuffer();
+   return comparable<T>(checkedBytesOfBuffer(offset, sizeof(T))) ==
+          comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
+}
+
+template <FixedColumnType T>
+bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
+{
+   requireBuffer();
+   other.requireBuffer();
+   return comparable<T>(checkedBytesOfBuffer(offset, sizeof(T))) <
+          comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
+}
+
+template <FixedColumnType T>
+std::uint64_t BaseRow::columnHash(len_t offset) const
+{
+   return hashValue<T>(checkedBytes(offset, sizeof(T)));
+}
+
+} // namespace Zorva

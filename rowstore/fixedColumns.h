@@ -1,0 +1,51 @@
+// Fixed-width columns of BaseRow: writing one value, reading an Ethernet address, blanking a row. Included by
+// rowstore/baseRow.h, which documents the members.
+#pragma once
+
+#include "rowstore/baseRow.h"
+
+namespace Zorva {
+
+/// Where the debug assertion of clear() is raised.
+inline constexpr int clearAssertionLine = 327;
+
+template <FixedColumnType T>
+void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
+{
+   if (fdLen == 0) [[unlikely]]
+      contractViolated("fdLen != 0", __LINE__, __PRETTY_FUNCTION__);
+   const T kept = value; // it may lie in the bytes that the private copy gives up
+   ensurePrivate();
+   requireWritable();
+   store<T>(checkedBytesOfBuffer(offset, sizeof(T)), kept);
+}
+
+template <std::same_as<EthAddr> T>
+void BaseRow::getColumn(len_t offset, T& out) const
+{
+   if (isNull())
+      setToNull<T>(out);
+   else
+      out = load<T>(checkedBytesOfBuffer(offset, sizeof(T)));
+}
+
+inline void BaseRow::clear(len_t fdLen)
+{
+   requireBuffer();
+   const std::size_t needed = std::max<std::size_t>(fdLen, zo_contentOffset); // the header is written in any case
+   if (rowOffset_ + needed > rowBuf_->length()) {
+      Halvo::Platform::DebugStream stream;
+      stream << "setting fixed data length forBaseRow longer than buffer size";
+      Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, "clear",
+                                          clearAssertionLine);
+      return;
+   }
+   requireWritable();
+   if (mayWriteInPlace())
+      std::memset(header(), 0, fdLen);
+   else
+      rowBuf_ = RowBufHandle::zeroed(rowBuf_->length());
+   rowLengthIs(fdLen);
+}
+
+} // namespace Zorva

@@ -1,0 +1,57 @@
+// Nested-row columns of BaseRow: a column whose slot names a whole row inside this row's variable data area. Reading
+// one gives a view that shares this row's buffer; comparing and hashing go to the nested row's own type. Nothing here
+// stores a nested row. Included by rowstore/baseRow.h, which documents the members.
+#pragma once
+
+#include "rowstore/baseRow.h"
+#include "rowstore/variableColumns.h"
+
+namespace Zorva {
+
+template <std::derived_from<BaseRow> R>
+void BaseRow::getColumnStruct(len_t offset, R& out) const
+{
+   if (isNull() || slotAt(offset).isEmpty()) {
+      out = BaseRow();
+      return;
+   }
+   const len_t position = slotAt(offset).dataOffset();
+   checkedBytesOfBuffer(position, zo_contentOffset); // the nested row's header
+   SubRow view(*this, position);
+   out = BaseRow(std::move(view));
+}
+
+template <std::derived_from<BaseRow> R>
+std::uint64_t BaseRow::columnHash(len_t offset) const
+{
+   const BaseRow null;
+   R nested(null);
+   getColumnStruct<R>(offset, nested);
+   return nested.R::rowHash();
+}
+
+template <std::derived_from<BaseRow> R>
+bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
+{
+   const BaseRow null;
+   R mine(null);
+   BaseRow others;
+   getColumnStruct<R>(offset, mine);
+   other.getColumnStruct<BaseRow>(otherOffset, others);
+   return !mine.isNull() && !others.isNull() && mine.R::rowEqual(others);
+}
+
+template <std::derived_from<BaseRow> R>
+bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
+{
+   const BaseRow null;
+   R mine(null);
+   BaseRow others;
+   getColumnStruct<R>(offset, mine);
+   other.getColumnStruct<BaseRow>(otherOffset, others);
+   if (mine.isNull() || others.isNull())
+      return mine.isNull() && !others.isNull();
+   return mine.R::rowLess(others);
+}
+
+} // namespace Zorva

@@ -1,0 +1,72 @@
+// Building a row: all columns written in one pass into a fresh buffer, which no check can refuse. Used by the value
+// constructors of row types; header-only, so a caller that builds many rows may inline it.
+#pragma once
+
+#include <type_traits>
+
+#include "rowtype/columnTable.h"
+
+namespace Zorva {
+
+/// Whether V may initialise a column of type `type`: its value type, or a vector for an array.
+template <Type type, class V>
+inline constexpr bool initialises = std::same_as<V, typename ValueOf<type>::type>;
+template <class V>
+inline constexpr bool initialises<Type::arrayOfU32, V> = std::same_as<V, std::vector<std::uint32_t>>;
+template <class V>
+inline constexpr bool initialises<Type::row, V> = false; // storing nested rows is not this library's business
+
+/// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
+template <class V>
+constexpr std::size_t variableRoom(const V&) noexcept
+{
+   return 0;
+}
+template <class T>
+constexpr std::size_t variableRoom(const std::vector<T>& value) noexcept
+{
+   return arrayHeaderLength + value.size() * sizeof(T);
+}
+
+/// The buffer size for a row of Table's type with these values, in bytes: the fixed part and every array. Summed wide;
+/// when it does not fit a row, the fixed part alone, and storing the arrays will be refused.
+template <const auto& Table, class... V>
+len_t rowCapacity(const V&... values) noexcept
+{
+   const std::size_t sum = (std::size_t{Table.fixedLength} + ... + variableRoom(values));
+   return sum > maxRowLength ? Table.fixedLength : static_cast<len_t>(sum);
+}
+
+/// Stores one value per column into `row`, whose fresh buffer of rowCapacity(values...) zero bytes lies at `bytes`
+/// with the row length already written. Throws what storing an array that is too long throws; the row is to be
+/// dropped then.
+///
+///   bytes  | length | type | fixed columns and slots | first array | second array | ...
+template <const auto& Table, class... V>
+void storeColumns(BaseRow& row, unsigned char* bytes, const V&... values)
+{
+   static_assert(sizeof...(V) == Table.size(), "one value per column");
+   len_t end = Table.fixedLength; // where the next array goes
+   const auto storeColumn = [&]<std::size_t I, class Value>(std::integral_constant<std::size_t, I>,
+                                                            const Value& value) {
+      constexpr Column column = Table.columns[I];
+      static_assert(initialises<column.type, Value>, "a value of another type than its column's");
+      if constexpr (column.type != Type::arrayOfU32) {
+         store<Value>(bytes + column.offset, value);
+      } else if (value.size() > maxArrayElements) {
+         row.setColumn<std::uint32_t>(column.offset, value, Table.fixedLength); // refuses it
+      } else if (!value.empty()) {
+         const auto length = static_cast<len_t>(arrayDataLength(value.size(), sizeof(std::uint32_t)));
+         storeArray(bytes + end, std::span<const std::uint32_t>(value));
+         reinterpret_cast<VColType*>(bytes + column.offset)->fieldsAre(end, length, true);
+         end = static_cast<len_t>(end + length);
+      }
+   };
+   [&]<std::size_t... I>(std::index_sequence<I...>) {
+      (storeColumn(std::integral_constant<std::size_t, I>{}, values), ...);
+   }(std::make_index_sequence<Table.size()>{});
+   if (end != Table.fixedLength)
+      store<len_t>(bytes + rowLengthOffset, end);
+}
+
+} // namespace Zorva

@@ -1,0 +1,242 @@
+// The column table: a row type's columns, once, in order. Offsets, the fixed length, the slot list, the type
+// signature, the accessors' places, identity, rendering and checks all follow from it.
+//
+//   inline constexpr auto exampleColumns = Zorva::layOut({{"id", Zorva::Type::u32, Zorva::key},
+//                                                         {"port", Zorva::Type::arrayOfU32}});
+//   static_assert(exampleColumns.fixedLength == 12);
+//
+// Tables are constants of static storage and are named as template arguments; nothing here runs at run time but the
+// signature and the slot list.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "rowstore/baseRow.h"
+
+namespace Zorva {
+
+/// What a column holds. The last two have a slot of the variable column table in the fixed part.
+enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
+
+/// Marks the key column of a table.
+struct KeyMark
+{
+   bool isKey = false;
+};
+inline constexpr KeyMark key{true};
+
+struct NestedType;
+
+/// One column. `offset` is assigned by layOut.
+struct Column
+{
+   std::string_view name;
+   Type type = Type::u32;
+   KeyMark mark = {};
+   const NestedType* nested = nullptr;
+   len_t offset = 0;
+
+   constexpr bool isKey() const noexcept { return mark.isKey; }
+
+   /// Whether the fixed part holds a slot, and the data lies elsewhere.
+   constexpr bool isVariable() const noexcept { return type == Type::arrayOfU32 || type == Type::row; }
+
+   /// Bytes that the column takes in the fixed part.
+   constexpr len_t width() const noexcept
+   {
+      switch (type) {
+      case Type::u64: return 8;
+      case Type::u32:
+      case Type::i32:
+      case Type::arrayOfU32:
+      case Type::row: return 4;
+      case Type::u16: return 2;
+      case Type::boolean: return 1;
+      case Type::ethAddr: return 6;
+      }
+      return 0;
+   }
+
+   constexpr len_t end() const noexcept { return static_cast<len_t>(offset + width()); }
+
+   /// The type's name in a type signature. An array is listed with its element type.
+   constexpr std::string_view typeName() const noexcept
+   {
+      switch (type) {
+      case Type::u64: return "uint64_t";
+      case Type::u32:
+      case Type::arrayOfU32: return "uint32_t";
+      case Type::u16: return "uint16_t";
+      case Type::i32: return "int32_t";
+      case Type::boolean: return "bool";
+      case Type::ethAddr: return "EthAddr";
+      case Type::row: return "row";
+      }
+      return "";
+   }
+};
+
+/// What a table knows of the row type nested in one of its columns: the type's columns, and its operations as plain
+/// functions. nestedType<R> in rowtype/nestedType.h is one; tables being constants, calls through it are direct.
+struct NestedType
+{
+   std::span<const Column> columns;
+   len_t fixedLength;
+   len_t (*rowType)();
+   std::uint64_t (*hash)(const BaseRow& row, len_t offset);
+   bool (*equal)(const BaseRow& row, len_t offset, const BaseRow& other, len_t otherOffset);
+   bool (*less)(const BaseRow& row, len_t offset, const BaseRow& other, len_t otherOffset);
+   std::string (*toString)(const BaseRow& row, len_t offset);
+   std::string (*toJson)(const BaseRow& row, len_t offset); ///< "null" when the column holds no row
+};
+
+/// The C++ type of a column's value. An array column's is its element type's view, a nested row's the generic row.
+template <Type>
+struct ValueOf;
+template <> struct ValueOf<Type::u64> { using type = std::uint64_t; };
+template <> struct ValueOf<Type::u32> { using type = std::uint32_t; };
+template <> struct ValueOf<Type::u16> { using type = std::uint16_t; };
+template <> struct ValueOf<Type::i32> { using type = std::int32_t; };
+template <> struct ValueOf<Type::boolean> { using type = bool; };
+template <> struct ValueOf<Type::ethAddr> { using type = EthAddr; };
+template <> struct ValueOf<Type::arrayOfU32> { using type = ArrayReference<std::uint32_t>; };
+template <> struct ValueOf<Type::row> { using type = BaseRow; };
+
+/// The place of a column whose value type is T.
+template <class T>
+struct ColumnPlace
+{
+   len_t offset;
+};
+
+/// The columns of one row type, laid out.
+template <std::size_t N>
+struct ColumnTable
+{
+   std::array<Column, N> columns;
+   len_t fixedLength = 0; ///< header and fixed part, in bytes
+
+   static constexpr std::size_t size() noexcept { return N; }
+
+   /// The place of the column `name`, whose value type must be T. Anything else does not compile.
+   template <class T>
+   consteval ColumnPlace<T> at(std::string_view name) const
+   {
+      for (const Column& column : columns)
+         if (column.name == name)
+            return holds<T>(column.type) ? ColumnPlace<T>{column.offset} : throw "the column has another type";
+      throw "no such column";
+   }
+
+   /// The key column.
+   consteval const Column& keyColumn() const
+   {
+      for (const Column& column : columns)
+         if (column.isKey())
+            return column;
+      throw "the table has no key column";
+   }
+
+private:
+   template <class T>
+   static consteval bool holds(Type type)
+   {
+      switch (type) {
+      case Type::u64: return std::same_as<T, ValueOf<Type::u64>::type>;
+      case Type::u32: return std::same_as<T, ValueOf<Type::u32>::type>;
+      case Type::u16: return std::same_as<T, ValueOf<Type::u16>::type>;
+      case Type::i32: return std::same_as<T, ValueOf<Type::i32>::type>;
+      case Type::boolean: return std::same_as<T, ValueOf<Type::boolean>::type>;
+      case Type::ethAddr: return std::same_as<T, ValueOf<Type::ethAddr>::type>;
+      case Type::arrayOfU32: return std::same_as<T, ValueOf<Type::arrayOfU32>::type>;
+      case Type::row: return std::same_as<T, ValueOf<Type::row>::type>;
+      }
+      return false;
+   }
+};
+
+/// Lays columns out one behind the other from the end of the row header, without gaps. Two columns of one name, more
+/// than one key column or a nested row without its type do not compile.
+template <std::size_t N>
+consteval ColumnTable<N> layOut(const Column (&columns)[N])
+{
+   ColumnTable<N> table{};
+   len_t offset = zo_contentOffset;
+   std::size_t keys = 0;
+   for (std::size_t i = 0; i < N; ++i) {
+      for (std::size_t j = 0; j < i; ++j)
+         if (columns[j].name == columns[i].name)
+            throw "two columns of one name";
+      if ((columns[i].type == Type::row) != (columns[i].nested != nullptr))
+         throw "a nested-row column, and no other, names its type";
+      keys += columns[i].isKey();
+      table.columns[i] = columns[i];
+      table.columns[i].offset = offset;
+      offset = table.columns[i].end();
+   }
+   if (keys > 1)
+      throw "more than one key column";
+   table.fixedLength = offset;
+   return table;
+}
+
+/// Calls `use` with the number of each column of Table, in order, as a compile-time constant.
+template <const auto& Table, class Use>
+constexpr void forEachColumn(Use&& use)
+{
+   [&]<std::size_t... I>(std::index_sequence<I...>) {
+      (use(std::integral_constant<std::size_t, I>{}), ...);
+   }(std::make_index_sequence<Table.size()>{});
+}
+
+/// The offsets of Table's slots, in column order. Built on first use, kept until the process exits.
+template <const auto& Table>
+const vcdType& slotOffsets()
+{
+   static const vcdType offsets = [] {
+      vcdType list;
+      for (const Column& column : Table.columns)
+         if (column.isVariable())
+            list.push_back(column.offset);
+      return list;
+   }();
+   return offsets;
+}
+
+/// Hands the pieces of the type signature to `use`: JSON text that names the columns and their types, in order.
+template <std::size_t N, class Use>
+constexpr void useSignature(const ColumnTable<N>& table, Use&& use)
+{
+   std::string_view separator = "{\"";
+   for (const Column& column : table.columns) {
+      for (const std::string_view piece : {separator, column.name, std::string_view("\":\""), column.typeName()})
+         use(piece);
+      separator = "\", \"";
+   }
+   use("\"}");
+}
+
+/// The type signature's length, in characters.
+template <std::size_t N>
+consteval std::size_t typeSignatureLength(const ColumnTable<N>& table)
+{
+   std::size_t length = 0;
+   useSignature(table, [&](std::string_view piece) { length += piece.size(); });
+   return length;
+}
+
+template <std::size_t N>
+std::string typeSignature(const ColumnTable<N>& table)
+{
+   std::string text;
+   useSignature(table, [&](std::string_view piece) { text += piece; });
+   return text;
+}
+
+} // namespace Zorva

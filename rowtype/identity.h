@@ -1,0 +1,164 @@
+// The two identities of a row, from its column table: key identity (the key column alone) and content identity (every
+// column in order). All only read; what a column operation would throw, these throw. The folds are unrolled at compile
+// time behind one bounds check of the fixed part.
+#pragma once
+
+#include "rowtype/columnTable.h"
+
+namespace Zorva {
+
+/// Folds `value` into `hash`: one step of the 64-bit variant of MurmurHash2 by Austin Appleby, with an addend.
+[[nodiscard]] constexpr std::uint64_t hashCombine(std::uint64_t hash, std::uint64_t value) noexcept
+{
+   constexpr std::uint64_t multiplier = 0xC6A4A7935BD1E995;
+   value *= multiplier;
+   value ^= value >> 47;
+   value *= multiplier;
+   hash ^= value;
+   hash *= multiplier;
+   return hash + 0xE6546B64;
+}
+
+/// What an array column feeds into a row hash: its elements in order, folded with the golden-ratio step of
+/// boost::hash_combine in 64 bits, the low 32 bits of the result. 0 for an empty array.
+[[nodiscard]] inline std::uint64_t arrayColumnHash(const ArrayReference<std::uint32_t>& array) noexcept
+{
+   std::uint64_t seed = 0;
+   for (const std::uint64_t element : array)
+      seed ^= element + 0x9E3779B9 + (seed << 6) + (seed >> 2);
+   return static_cast<std::uint32_t>(seed);
+}
+
+/// The key hash of a row of Table's type. Throws ZoNullRow.
+template <const auto& Table>
+std::uint64_t keyHash(const BaseRow& row)
+{
+   constexpr Column column = Table.keyColumn();
+   return hashCombine(0, row.columnHash<typename ValueOf<column.type>::type>(column.offset));
+}
+
+template <const auto& Table>
+bool keyEqual(const BaseRow& a, const BaseRow& b)
+{
+   constexpr Column column = Table.keyColumn();
+   return a.columnEqual<typename ValueOf<column.type>::type>(column.offset, b, column.offset);
+}
+
+template <const auto& Table>
+bool keyLess(const BaseRow& a, const BaseRow& b)
+{
+   constexpr Column column = Table.keyColumn();
+   return a.columnLess<typename ValueOf<column.type>::type>(column.offset, b, column.offset);
+}
+
+/// What column I of a row, whose checked fixed part is at `fixed`, feeds into its content hash.
+template <const auto& Table, std::size_t I>
+std::uint64_t columnHashValue(const BaseRow& row, const unsigned char* fixed)
+{
+   constexpr Column column = Table.columns[I];
+   if constexpr (column.type == Type::arrayOfU32)
+      return arrayColumnHash(row.arrayColumn<std::uint32_t>(column.offset));
+   else if constexpr (column.type == Type::row)
+      return column.nested->hash(row, column.offset);
+   else
+      return hashValue<typename ValueOf<column.type>::type>(fixed + column.offset);
+}
+
+/// The content hash of a row of Table's type. Throws ZoNullRow, ZoOutOfRange.
+template <const auto& Table>
+std::uint64_t contentHash(const BaseRow& row)
+{
+   const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
+   return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      // All values first: a call in mid-chain would cut the chain's overlap with the loads.
+      const std::uint64_t values[] = {columnHashValue<Table, I>(row, fixed)...};
+      std::uint64_t hash = 0;
+      ((hash = hashCombine(hash, values[I])), ...);
+      return hash;
+   }(std::make_index_sequence<Table.size()>{});
+}
+
+/// Where the run of fixed columns that column I begins ends, or 0 when I begins none.
+template <const auto& Table, std::size_t I>
+consteval len_t fixedRunEnd()
+{
+   if (Table.columns[I].isVariable() || (I > 0 && !Table.columns[I - 1].isVariable()))
+      return 0;
+   std::size_t last = I;
+   while (last + 1 < Table.size() && !Table.columns[last + 1].isVariable())
+      ++last;
+   return Table.columns[last].end();
+}
+
+/// Whether column I of both rows is equal; a run of fixed columns is compared at once, by its first column.
+template <const auto& Table, std::size_t I>
+bool columnsEqual(const BaseRow& a, const unsigned char* fixedA, const BaseRow& b, const unsigned char* fixedB)
+{
+   constexpr Column column = Table.columns[I];
+   constexpr len_t runEnd = fixedRunEnd<Table, I>();
+   if constexpr (column.type == Type::arrayOfU32)
+      return a.arrayColumnEqual<std::uint32_t>(column.offset, b, column.offset);
+   else if constexpr (column.type == Type::row)
+      return column.nested->equal(a, column.offset, b, column.offset);
+   else if constexpr (runEnd != 0)
+      return std::memcmp(fixedA + column.offset, fixedB + column.offset, runEnd - column.offset) == 0;
+   else
+      return true;
+}
+
+/// Whether all columns of the two rows are equal, whatever their type ids say. Throws ZoNullRow for `a`, then for
+/// `b`; then ZoOutOfRange.
+template <const auto& Table>
+bool columnsEqual(const BaseRow& a, const BaseRow& b)
+{
+   a.requireBuffer();
+   b.requireBuffer();
+   const unsigned char* const fixedA = a.checkedBytes(0, Table.fixedLength);
+   const unsigned char* const fixedB = b.checkedBytes(0, Table.fixedLength);
+   return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      return (columnsEqual<Table, I>(a, fixedA, b, fixedB) && ...);
+   }(std::make_index_sequence<Table.size()>{});
+}
+
+/// Content equality: the type ids first, then all columns. Rows of different types are unequal, however short.
+template <const auto& Table>
+bool contentEqual(const BaseRow& row, const BaseRow& other)
+{
+   const len_t type = row.rowType();
+   return type == other.rowType() && columnsEqual<Table>(row, other);
+}
+
+/// Content order: the first column that differs decides. An array column has no order: ZoNotSupported as soon as it
+/// is reached. Throws ZoNullRow for `a`, then for `b`; then ZoOutOfRange.
+template <const auto& Table>
+bool contentLess(const BaseRow& a, const BaseRow& b)
+{
+   a.requireBuffer();
+   b.requireBuffer();
+   const unsigned char* const fixedA = a.checkedBytes(0, Table.fixedLength);
+   const unsigned char* const fixedB = b.checkedBytes(0, Table.fixedLength);
+   bool less = false;
+   const auto decides = [&](auto index) -> bool {
+      constexpr Column column = Table.columns[index];
+      if constexpr (column.type == Type::arrayOfU32) {
+         ZoNotSupported::throwException("column less not supported for arrays");
+      } else if constexpr (column.type == Type::row) {
+         if (column.nested->equal(a, column.offset, b, column.offset))
+            return false;
+         less = column.nested->less(a, column.offset, b, column.offset);
+         return true;
+      } else {
+         using Value = typename ValueOf<column.type>::type;
+         const auto mine = comparable<Value>(fixedA + column.offset);
+         const auto others = comparable<Value>(fixedB + column.offset);
+         less = mine < others;
+         return mine != others;
+      }
+   };
+   [&]<std::size_t... I>(std::index_sequence<I...>) {
+      (void)(decides(std::integral_constant<std::size_t, I>{}) || ...);
+   }(std::make_index_sequence<Table.size()>{});
+   return less;
+}
+
+} // namespace Zorva

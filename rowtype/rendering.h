@@ -1,0 +1,270 @@
+// Rows as text and as JSON, from the column table.
+//
+//   text   genId = 1, entryHandle = 2, valid = true, ..., dmac = "02:00:00:00:00:01", ..., member = [1,2,3]
+//   JSON   {"genId":1, "entryHandle":2, "valid":true, ..., "dmac":"02:00:00:00:00:01", ..., "member":[1,2,3]}
+//
+// Whatever stands between two values is one literal, joined at compile time. Numbers are plain decimal whatever the
+// global locale, except through operator<< into a stream that is set otherwise. bool and addresses are written by the
+// row database's own operators. Rendering only reads the row.
+#pragma once
+
+#include <array>
+#include <charconv>
+#include <locale>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <string_view>
+
+#include "rowtype/columnTable.h"
+
+namespace Zorva {
+
+enum class Form : bool { text, json };
+
+/// Collects text: on the stack first, in a string once it is longer.
+class TextBuffer final : public std::streambuf
+{
+public:
+   TextBuffer() { setp(room_, room_ + sizeof room_); }
+
+   void append(std::string_view text)
+   {
+      if (text.size() > static_cast<std::size_t>(epptr() - pptr())) [[unlikely]] {
+         spill();
+         if (text.size() > sizeof room_) {
+            spilled_.append(text);
+            return;
+         }
+      }
+      std::memcpy(pptr(), text.data(), text.size());
+      pbump(static_cast<int>(text.size()));
+   }
+
+   template <std::integral T>
+   void appendNumber(T value)
+   {
+      constexpr std::ptrdiff_t longest = 20;
+      if (epptr() - pptr() < longest) [[unlikely]]
+         spill();
+      const char* const end = std::to_chars(pptr(), epptr(), value).ptr;
+      pbump(static_cast<int>(end - pptr()));
+   }
+
+   std::string str() const
+   {
+      std::string text;
+      text.reserve(spilled_.size() + waiting().size());
+      return text.append(spilled_).append(waiting());
+   }
+
+   /// Writes everything to `os`, as one insertion of plain text.
+   void writeTo(std::ostream& os) const
+   {
+      if (!spilled_.empty())
+         os.write(spilled_.data(), static_cast<std::streamsize>(spilled_.size()));
+      os.write(waiting().data(), static_cast<std::streamsize>(waiting().size()));
+   }
+
+protected:
+   int_type overflow(int_type character) override
+   {
+      spill();
+      return traits_type::eq_int_type(character, traits_type::eof()) ? traits_type::not_eof(character)
+                                                                     : sputc(traits_type::to_char_type(character));
+   }
+
+   std::streamsize xsputn(const char* text, std::streamsize length) override
+   {
+      append({text, static_cast<std::size_t>(length)});
+      return length;
+   }
+
+private:
+   std::string_view waiting() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
+
+   void spill()
+   {
+      spilled_.append(waiting());
+      setp(room_, room_ + sizeof room_);
+   }
+
+   char room_[512];
+   std::string spilled_;
+};
+
+/// Writes columns into a TextBuffer, plain and independent of the global locale.
+class PlainWriter
+{
+public:
+   PlainWriter() : stream_(&buffer_)
+   {
+      stream_.exceptions(std::ios_base::badbit); // a failed allocation leaves as what it is
+      if (stream_.getloc() != std::locale::classic())
+         stream_.imbue(std::locale::classic());
+   }
+
+   void literal(std::string_view text) { buffer_.append(text); }
+   void number(std::uint64_t value) { buffer_.appendNumber(value); }
+   void number(int value) { buffer_.appendNumber(value); }
+
+   template <class T>
+   void formatted(const T& value)
+   {
+      stream_ << value;
+   }
+
+   const TextBuffer& buffer() const { return buffer_; }
+
+private:
+   TextBuffer buffer_;
+   std::ostream stream_;
+};
+
+/// Writes columns into a caller's stream, in that stream's formatting.
+class StreamWriter
+{
+public:
+   explicit StreamWriter(std::ostream& stream) : stream_(stream) {}
+
+   void literal(std::string_view text) { stream_ << text; }
+   void number(std::uint64_t value) { stream_ << value; }
+   void number(int value) { stream_ << value; }
+
+   template <class T>
+   void formatted(const T& value)
+   {
+      stream_ << value;
+   }
+
+private:
+   std::ostream& stream_;
+};
+
+/// The literal in front of column I's value (I == size: behind the last one), with what closes the value before it.
+template <const auto& Table, Form form, std::size_t I, class Use>
+constexpr void useLabel(Use&& use)
+{
+   constexpr bool json = form == Form::json;
+   constexpr auto isQuoted = [](std::size_t i) { return Table.columns[i].type == Type::ethAddr; };
+   if constexpr (I > 0)
+      use(std::string_view(isQuoted(I - 1) ? "\"" : ""));
+   if constexpr (I < Table.size()) {
+      use(std::string_view(I > 0 ? ", " : json ? "{" : ""));
+      use(std::string_view(json ? "\"" : ""));
+      use(Table.columns[I].name);
+      use(std::string_view(json ? "\":" : " = "));
+      use(std::string_view(isQuoted(I) ? "\"" : ""));
+   } else {
+      use(std::string_view(json ? "}" : ""));
+   }
+}
+
+template <const auto& Table, Form form, std::size_t I>
+consteval auto makeLabel()
+{
+   constexpr std::size_t length = [] {
+      std::size_t sum = 0;
+      useLabel<Table, form, I>([&](std::string_view piece) { sum += piece.size(); });
+      return sum;
+   }();
+   std::array<char, length + 1> label{};
+   std::size_t at = 0;
+   useLabel<Table, form, I>([&](std::string_view piece) {
+      for (const char character : piece)
+         label[at++] = character;
+   });
+   return label;
+}
+
+template <const auto& Table, Form form, std::size_t I>
+inline constexpr auto label = makeLabel<Table, form, I>();
+
+/// The value of column I; `fixed` is the row's checked fixed part.
+template <const auto& Table, Form form, std::size_t I, class Writer>
+void writeValue(Writer& writer, const BaseRow& row, const unsigned char* fixed)
+{
+   constexpr Column column = Table.columns[I];
+   if constexpr (column.type == Type::arrayOfU32) {
+      writer.literal(row.aryColumnToString<std::uint32_t>(column.offset));
+   } else if constexpr (column.type == Type::row) {
+      writer.literal(form == Form::json ? column.nested->toJson(row, column.offset)
+                                        : '{' + column.nested->toString(row, column.offset) + '}');
+   } else {
+      const auto value = load<typename ValueOf<column.type>::type>(fixed + column.offset);
+      if constexpr (column.type == Type::boolean)
+         writer.formatted(FMT<bool>{value});
+      else if constexpr (column.type == Type::ethAddr)
+         writer.formatted(value);
+      else if constexpr (column.type == Type::i32)
+         writer.number(value);
+      else
+         writer.number(std::uint64_t{value});
+   }
+}
+
+/// The whole row. Throws ZoNullRow, ZoOutOfRange before anything is written.
+template <const auto& Table, Form form, class Writer>
+void writeRow(Writer& writer, const BaseRow& row)
+{
+   const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
+   const auto writeLabel = [&]<std::size_t I>(std::integral_constant<std::size_t, I>) {
+      constexpr auto& text = label<Table, form, I>;
+      if constexpr (text.size() > 1)
+         writer.literal({text.data(), text.size() - 1});
+   };
+   forEachColumn<Table>([&](auto index) {
+      writeLabel(index);
+      writeValue<Table, form, index>(writer, row, fixed);
+   });
+   writeLabel(std::integral_constant<std::size_t, Table.size()>{});
+}
+
+/// What a null row's text is.
+inline constexpr std::string_view nullRowText = "len: 0, NULL";
+
+/// Whether `os` writes numbers and text as a fresh stream of the classic locale does.
+inline bool isPlain(const std::ostream& os)
+{
+   return os.flags() == (std::ios_base::skipws | std::ios_base::dec) && os.width() == 0 &&
+          os.getloc() == std::locale::classic();
+}
+
+/// Writes the text form of a row of Table's type into `os`, in that stream's formatting.
+template <const auto& Table>
+std::ostream& writeText(std::ostream& os, const BaseRow& row)
+{
+   if (row.isNull()) {
+      os << nullRowText;
+   } else if (isPlain(os)) { // collect the text and write it at once
+      PlainWriter writer;
+      writeRow<Table, Form::text>(writer, row);
+      writer.buffer().writeTo(os);
+   } else {
+      StreamWriter writer(os);
+      writeRow<Table, Form::text>(writer, row);
+   }
+   return os;
+}
+
+/// The text form, plain whatever the locale.
+template <const auto& Table>
+std::string rowText(const BaseRow& row)
+{
+   if (row.isNull())
+      return std::string(nullRowText);
+   PlainWriter writer;
+   writeRow<Table, Form::text>(writer, row);
+   return writer.buffer().str();
+}
+
+/// The JSON form. Throws ZoNullRow for a null row.
+template <const auto& Table>
+std::string rowJson(const BaseRow& row)
+{
+   PlainWriter writer;
+   writeRow<Table, Form::json>(writer, row);
+   return writer.buffer().str();
+}
+
+} // namespace Zorva
