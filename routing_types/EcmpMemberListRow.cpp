@@ -4,6 +4,7 @@
 #include "rowtype/identity.h"
 #include "rowtype/rendering.h"
 #include "rowtype/typeId.h"
+#include "rowtype/verify.h"
 
 namespace P4RuntimeRouting {
 
@@ -64,6 +65,11 @@ EcmpMemberListRow EcmpMemberListRow::key(const std::uint32_t& id)
    EcmpMemberListRow row(std::as_const(base));
    row.idIs(id);
    return row;
+}
+
+EcmpMemberListRow EcmpMemberListRow::fromBytes(std::span<const unsigned char> bytes)
+{
+   return Zorva::adoptRow<EcmpMemberListRow>(bytes);
 }
 
 EcmpMemberListRow EcmpMemberListRow::clone() const { return EcmpMemberListRow(BaseRow::clone()); }

@@ -4,6 +4,7 @@
 #include "rowtype/identity.h"
 #include "rowtype/rendering.h"
 #include "rowtype/typeId.h"
+#include "rowtype/verify.h"
 
 namespace P4RuntimeRouting {
 
@@ -66,6 +67,11 @@ NexthopInfoRow NexthopInfoRow::key(const std::uint32_t& id)
    row.idIs(id);
    row.encapTypeIs(encapType_DEFAULT);
    return row;
+}
+
+NexthopInfoRow NexthopInfoRow::fromBytes(std::span<const unsigned char> bytes)
+{
+   return Zorva::adoptRow<NexthopInfoRow>(bytes);
 }
 
 NexthopInfoRow NexthopInfoRow::clone() const { return NexthopInfoRow(BaseRow::clone()); }

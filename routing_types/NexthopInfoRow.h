@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <iosfwd>
+#include <span>
 #include <string>
 
 #include "platform/export.h"
@@ -69,6 +70,10 @@ public:
 
    /// A new row that carries only a key value, for look-ups.
    static NexthopInfoRow key(const std::uint32_t& id);
+
+   /// A row over a copy of bytes from outside, verified (rowtype/verify.h) and given this process's type id. Throws
+   /// ZoBadCast, naming what is wrong and where; otherwise as BaseRow(len_t).
+   static NexthopInfoRow fromBytes(std::span<const unsigned char> bytes);
 
    /// A row over a copy of this row's bytes in a buffer of its own; null for a null row.
    NexthopInfoRow clone() const;

@@ -107,6 +107,10 @@ public:
       return *this;
    }
 
+   /// A generic row over a copy of `bytes`, whose row length must be their number: ZoOutOfRange otherwise. Nothing else
+   /// about them is checked. Counts a construction by length.
+   static BaseRow copyOf(std::span<const unsigned char> bytes);
+
    /// A row over a buffer of its own, exactly as long as this row, with a copy of this row's bytes: position 0, no
    /// view, not read-only. A null row gives a null row. Counts a construction by length (of a null row: the default
    /// one) and the move of the returned value. Throws as a private copy does.
@@ -396,11 +400,11 @@ protected:
    bool readOnly_ = false;
 
 private:
-   struct CloneTag
+   struct CopyTag
    {
    };
 
-   BaseRow(CloneTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
+   BaseRow(CopyTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
    {
       ++baseRowCounters.lengthCtor;
    }
@@ -448,6 +452,16 @@ public:
 
 // --- the parts of BaseRow that are more than a line ---
 
+inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
+{
+   checkInside(0, zo_contentOffset, bytes.size());
+   const len_t length = load<len_t>(bytes.data() + rowLengthOffset);
+   if (length < zo_contentOffset || length != bytes.size())
+      ZoOutOfRange::throwException("row length " + std::to_string(length) + " of " + std::to_string(bytes.size()) +
+                                   " bytes");
+   return BaseRow(CopyTag{}, bytes.data(), length);
+}
+
 inline BaseRow BaseRow::clone() const
 {
    if (isNull()) {
@@ -455,7 +469,7 @@ inline BaseRow BaseRow::clone() const
       return BaseRow(std::move(null));
    }
    const len_t length = checkedRowLength();
-   BaseRow copy(CloneTag{}, header(), length);
+   BaseRow copy(CopyTag{}, header(), length);
    return BaseRow(std::move(copy));
 }
 
