@@ -43,7 +43,8 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
       const auto area = areaOf(*one);
       for (auto other = slots.begin(); other != one && !area.empty(); ++other) {
          const auto before = areaOf(*other);
-         if (!before.empty() && area.data() < before.data() + before.size() && before.data() < area.data() + area.size())
+         if (!before.empty() && area.data() < before.data() + before.size() &&
+             before.data() < area.data() + area.size())
             ZoOutOfRange::throwException("the data of the slots at offsets " + std::to_string(*other) + " and " +
                                          std::to_string(*one) + " overlap");
       }

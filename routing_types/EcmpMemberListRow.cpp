@@ -17,17 +17,12 @@ constexpr auto& columns = ecmpMemberListColumns;
 
 std::atomic<Zorva::len_t> EcmpMemberListRow::rowType_{Zorva::unknownRowType};
 
-EcmpMemberListRow::EcmpMemberListRow() : BaseRow(baseRowLength_)
-{
-   rowTypeIs(protRowType());
-}
+EcmpMemberListRow::EcmpMemberListRow() : BaseRow(baseRowLength_) { rowTypeIs(protRowType()); }
 
 EcmpMemberListRow::EcmpMemberListRow(const std::uint64_t& genId, const std::uint64_t& entryHandle, const bool& valid,
                                      const std::uint32_t& entryId, const std::uint32_t& id,
-                                     const std::vector<std::uint32_t>& member,
-                                     const std::vector<std::uint32_t>& watch)
-   : BaseRow(baseRowLength_,
-             Zorva::rowCapacity<columns>(genId, entryHandle, valid, entryId, id, member, watch))
+                                     const std::vector<std::uint32_t>& member, const std::vector<std::uint32_t>& watch)
+   : BaseRow(baseRowLength_, Zorva::rowCapacity<columns>(genId, entryHandle, valid, entryId, id, member, watch))
 {
    Zorva::storeColumns<columns>(*this, header(), genId, entryHandle, valid, entryId, id, member, watch);
    rowTypeIs(protRowType());
@@ -35,7 +30,10 @@ EcmpMemberListRow::EcmpMemberListRow(const std::uint64_t& genId, const std::uint
 
 EcmpMemberListRow::EcmpMemberListRow(const Zorva::BaseRow& other) : BaseRow(other) { Zorva::requireRowType(*this); }
 
-EcmpMemberListRow::EcmpMemberListRow(Zorva::BaseRow&& other) : BaseRow(std::move(other)) { Zorva::requireRowType(*this); }
+EcmpMemberListRow::EcmpMemberListRow(Zorva::BaseRow&& other) : BaseRow(std::move(other))
+{
+   Zorva::requireRowType(*this);
+}
 
 EcmpMemberListRow& EcmpMemberListRow::operator=(const EcmpMemberListRow& other)
 {
@@ -90,7 +88,10 @@ std::string EcmpMemberListRow::toString() const { return Zorva::rowText<columns>
 
 std::string EcmpMemberListRow::toJson() const { return Zorva::rowJson<columns>(*this); }
 
-bool EcmpMemberListRow::rowEqual(const Zorva::BaseRow& other) const { return Zorva::contentEqual<columns>(*this, other); }
+bool EcmpMemberListRow::rowEqual(const Zorva::BaseRow& other) const
+{
+   return Zorva::contentEqual<columns>(*this, other);
+}
 
 bool EcmpMemberListRow::rowLess(const Zorva::BaseRow& other) const { return Zorva::contentLess<columns>(*this, other); }
 
@@ -102,17 +103,21 @@ bool EcmpMemberListRow::isFullyDefined() const { return true; }
 
 void EcmpMemberListRow::clearRow()
 {
-   if (isNull())
-      return;
-   clear(baseRowLength());
-   rowTypeIs(protRowType());
+   if (!isNull() && clear(baseRowLength()))
+      rowTypeIs(protRowType());
 }
 
 std::uint64_t EcmpMemberListRow::hash() const { return Zorva::keyHash<columns>(*this); }
 
-bool EcmpMemberListRow::operator==(const EcmpMemberListRow& other) const { return Zorva::keyEqual<columns>(*this, other); }
+bool EcmpMemberListRow::operator==(const EcmpMemberListRow& other) const
+{
+   return Zorva::keyEqual<columns>(*this, other);
+}
 
-bool EcmpMemberListRow::operator<(const EcmpMemberListRow& other) const { return Zorva::keyLess<columns>(*this, other); }
+bool EcmpMemberListRow::operator<(const EcmpMemberListRow& other) const
+{
+   return Zorva::keyLess<columns>(*this, other);
+}
 
 std::string EcmpMemberListRow::browToString(const Zorva::BaseRow& row) { return EcmpMemberListRow(row).toString(); }
 
@@ -130,9 +135,6 @@ std::string EcmpMemberListRow::watchToStringArray() const
 
 std::string EcmpMemberListRow::watchToJsonArray() const { return watchToStringArray(); }
 
-std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row)
-{
-   return Zorva::writeText<columns>(os, row);
-}
+std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row) { return Zorva::writeText<columns>(os, row); }
 
 } // namespace P4RuntimeRouting

@@ -37,7 +37,7 @@ public:
    /// A view of one array column: valid while this row's bytes stay where they are.
    using Array = Zorva::ArrayReference<std::uint32_t>;
 
-   static constexpr const auto& columns_ = ecmpMemberListColumns; ///< the column table
+   static constexpr const auto& columns_ = ecmpMemberListColumns;                    ///< the column table
    static constexpr Zorva::len_t baseRowLength_ = ecmpMemberListColumns.fixedLength; ///< fixed part, in bytes
 
    // --- construction, conversion, assignment. All but the copy constructor need the row type id (of a null row they

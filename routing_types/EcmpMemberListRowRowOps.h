@@ -1,5 +1,5 @@
-// EcmpMemberListRowRowOps_KEY, the operations of EcmpMemberListRow's only index, and the generator through which the row database obtains
-// them. Both are stateless: one object may serve any number of threads at once.
+// EcmpMemberListRowRowOps_KEY, the operations of EcmpMemberListRow's only index, and the generator through which the
+// row database obtains them. Both are stateless: one object may serve any number of threads at once.
 #pragma once
 
 #include "platform/export.h"
@@ -7,9 +7,9 @@
 
 namespace P4RuntimeRouting {
 
-/// Hash, equality and order of EcmpMemberListRow rows by key (`id`) and by content, on generic rows whose type is not tested.
-/// Only the hashes accept a null row (0); the rest throw ZoNullRow. rowLess
-/// throws ZoNotSupported on rows that are equal in their five fixed columns: arrays have no order.
+/// Hash, equality and order of EcmpMemberListRow rows by key (`id`) and by content, on generic rows whose type is not
+/// tested. Only the hashes accept a null row (0); the rest throw ZoNullRow. rowLess throws ZoNotSupported on rows that
+/// are equal in their five fixed columns: arrays have no order.
 class ZORVA_EXPORT EcmpMemberListRowRowOps_KEY : public Zorva::RowOpsBase
 {
 public:
@@ -21,9 +21,9 @@ public:
    bool rowEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
    bool keyLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
    bool rowLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
-   bool unique() override;                               ///< true: at most one row per key
-   bool ordered() override;                              ///< false: the index is not kept in order
-   unsigned char index() override;                       ///< 0
+   bool unique() override;                                ///< true: at most one row per key
+   bool ordered() override;                               ///< false: the index is not kept in order
+   unsigned char index() override;                        ///< 0
    std::uint64_t getTotalInstructionsExecuted() override; ///< 0: none are counted
 };
 

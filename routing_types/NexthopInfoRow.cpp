@@ -104,10 +104,8 @@ bool NexthopInfoRow::isFullyDefined() const { return true; }
 
 void NexthopInfoRow::clearRow()
 {
-   if (isNull())
-      return;
-   clear(baseRowLength());
-   rowTypeIs(protRowType());
+   if (!isNull() && clear(baseRowLength()))
+      rowTypeIs(protRowType());
 }
 
 std::uint64_t NexthopInfoRow::hash() const { return Zorva::keyHash<columns>(*this); }
@@ -118,9 +116,6 @@ bool NexthopInfoRow::operator<(const NexthopInfoRow& other) const { return Zorva
 
 std::string NexthopInfoRow::browToString(const Zorva::BaseRow& row) { return NexthopInfoRow(row).toString(); }
 
-std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row)
-{
-   return Zorva::writeText<columns>(os, row);
-}
+std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row) { return Zorva::writeText<columns>(os, row); }
 
 } // namespace P4RuntimeRouting

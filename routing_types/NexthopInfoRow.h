@@ -36,7 +36,7 @@ static_assert(Zorva::typeSignatureLength(nexthopInfoColumns) == 218);
 class ZORVA_EXPORT NexthopInfoRow : public Zorva::BaseRow
 {
 public:
-   static constexpr const auto& columns_ = nexthopInfoColumns; ///< the column table
+   static constexpr const auto& columns_ = nexthopInfoColumns;                    ///< the column table
    static constexpr Zorva::len_t baseRowLength_ = nexthopInfoColumns.fixedLength; ///< fixed part, in bytes
    static constexpr std::int32_t encapType_DEFAULT = 0;
 

@@ -1,5 +1,5 @@
-// NexthopInfoRowRowOps_KEY, the operations of NexthopInfoRow's only index, and the generator through which the row database obtains
-// them. Both are stateless: one object may serve any number of threads at once.
+// NexthopInfoRowRowOps_KEY, the operations of NexthopInfoRow's only index, and the generator through which the row
+// database obtains them. Both are stateless: one object may serve any number of threads at once.
 #pragma once
 
 #include "platform/export.h"
@@ -7,8 +7,8 @@
 
 namespace P4RuntimeRouting {
 
-/// Hash, equality and order of NexthopInfoRow rows by key (`id`) and by content, on generic rows whose type is not tested.
-/// Only the hashes accept a null row (0); the rest throw ZoNullRow.
+/// Hash, equality and order of NexthopInfoRow rows by key (`id`) and by content, on generic rows whose type is not
+/// tested. Only the hashes accept a null row (0); the rest throw ZoNullRow.
 class ZORVA_EXPORT NexthopInfoRowRowOps_KEY : public Zorva::RowOpsBase
 {
 public:
@@ -20,9 +20,9 @@ public:
    bool rowEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
    bool keyLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
    bool rowLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
-   bool unique() override;                               ///< true: at most one row per key
-   bool ordered() override;                              ///< false: the index is not kept in order
-   unsigned char index() override;                       ///< 0
+   bool unique() override;                                ///< true: at most one row per key
+   bool ordered() override;                               ///< false: the index is not kept in order
+   unsigned char index() override;                        ///< 0
    std::uint64_t getTotalInstructionsExecuted() override; ///< 0: none are counted
 };
 

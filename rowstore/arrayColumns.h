@@ -17,15 +17,8 @@
 #include <span>
 
 #include "rowstore/baseRow.h"
-#include "rowstore/variableColumns.h"
 
 namespace Zorva {
-
-/// The most elements that an array's 12-bit count can say.
-inline constexpr std::size_t maxArrayElements = 4095;
-
-/// Size of the header in front of the elements, in bytes.
-inline constexpr len_t arrayHeaderLength = 2;
 
 /// Where the contract of the array setColumn is reported.
 inline constexpr unsigned arraySetColumnAssertionLine = 1535;
@@ -33,15 +26,9 @@ inline constexpr const char* arraySetColumnSignature =
    "void Zorva::BaseRow::setColumn(Zorva::len_t, const std::vector<_Ch_type>&, Zorva::len_t) [with T = unsigned int; "
    "Zorva::len_t = short unsigned int]";
 
-/// The length in bytes of the data of an array of `count` elements of `elementSize` bytes: 0 for none.
-[[nodiscard]] constexpr std::size_t arrayDataLength(std::size_t count, std::size_t elementSize) noexcept
-{
-   return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
-}
-
 /// A read-only view of one array column of one row. Owns nothing; valid while the row's bytes stay where they are,
 /// which any store into the row may end. Elements are read by value, since they lie at any address. A count that
-/// says more than the data holds is cut to what it holds.
+/// says more than the data holds is cut to what it holds. Size and place are those of the moment the view was made.
 template <class T>
 class ZORVA_EXPORT ArrayReference
 {
@@ -168,18 +155,6 @@ std::string BaseRow::aryColumnToString(len_t offset) const
    return text;
 }
 
-/// Whether an array of `count` elements may be stored. If not, raises the debug assertion for more data than a
-/// variable column can hold and, where the handler returns, says no; throws ZoOutOfRange for more than 4095 elements.
-inline bool arrayFits(std::size_t count, std::size_t elementSize)
-{
-   if (!variableLengthFits(arrayDataLength(count, elementSize), true))
-      return false;
-   if (count > maxArrayElements) [[unlikely]]
-      ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
-                                   std::to_string(maxArrayElements));
-   return true;
-}
-
 /// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
 template <class T>
 inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
@@ -189,15 +164,6 @@ inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
    std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
 }
 
-template <class T>
-void BaseRow::setColumn(len_t offset, const std::vector<T>& value, len_t fdLen)
-{
-   if (fdLen == 0) [[unlikely]]
-      contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
-   ensurePrivate();
-   updateFixElemArray<T>(offset, fdLen, std::span<const T>(value));
-}
-
 template <class T, ContiguousRangeOf<T> R>
 void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 {
@@ -205,6 +171,12 @@ void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
       contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
    ensurePrivate();
    updateFixElemArray<T>(offset, fdLen, std::span<const T>(std::ranges::data(value), std::ranges::size(value)));
+}
+
+template <class T>
+void BaseRow::setColumn(len_t offset, const std::vector<T>& value, len_t fdLen)
+{
+   setColumn<T>(offset, std::span<const T>(value), fdLen);
 }
 
 template <class T>
@@ -218,7 +190,7 @@ void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> v
 {
    requireBuffer();
    requireWritable();
-   if (!arrayFits(value.size(), sizeof(T)))
+   if (!mayStoreArray(value.size(), sizeof(T)))
       return;
    if (value.empty()) {
       slotAt(offset).empty();

@@ -29,18 +29,17 @@
 #include "platform/zorva/exceptions.h"
 #include "rowstore/bytes.h"
 #include "rowstore/rowBuf.h"
+#include "rowstore/slot.h"
 
 namespace Zorva {
 
-class VColType;
 template <class T>
 class ArrayReference;
 
 /// A contiguous range of T that is not a vector: what the array writers take beside vectors.
 template <class R, class T>
 concept ContiguousRangeOf = std::ranges::contiguous_range<const R> && std::ranges::sized_range<const R> &&
-                            std::same_as<std::ranges::range_value_t<const R>, T> &&
-                            !std::same_as<R, std::vector<T>>;
+   std::same_as<std::ranges::range_value_t<const R>, T> && !std::same_as<R, std::vector<T>>;
 
 /// The offsets of a row type's variable-column-table slots, in column order.
 using vcdType = std::vector<len_t>;
@@ -90,7 +89,7 @@ public:
    {
       if (this != &other) {
          rowBuf_ = other.rowBuf_;
-         takePlaceOf(other);
+         copyPlaceAndFlags(other);
          ++baseRowCounters.copyAssign;
       }
       return *this;
@@ -101,7 +100,7 @@ public:
    {
       if (this != &other) {
          rowBuf_ = std::move(other.rowBuf_);
-         takePlaceOf(other);
+         copyPlaceAndFlags(other);
          ++baseRowCounters.moveAssign;
       }
       return *this;
@@ -109,12 +108,12 @@ public:
 
    /// A generic row over a copy of `bytes`, whose row length must be their number: ZoOutOfRange otherwise. Nothing else
    /// about them is checked. Counts a construction by length.
-   static BaseRow copyOf(std::span<const unsigned char> bytes);
+   static inline BaseRow copyOf(std::span<const unsigned char> bytes);
 
    /// A row over a buffer of its own, exactly as long as this row, with a copy of this row's bytes: position 0, no
    /// view, not read-only. A null row gives a null row. Counts a construction by length (of a null row: the default
    /// one) and the move of the returned value. Throws as a private copy does.
-   BaseRow clone() const;
+   inline BaseRow clone() const;
 
    // --- virtual operations, in slot order; toString() is the key function, so the class information lies in the
    // --- row database core alone
@@ -233,9 +232,9 @@ public:
 
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
    /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Throws ZoNullRow;
-   /// raises a debug assertion when `fdLen` does not fit the buffer; throws ZoPermissionViolation; then
-   /// Halvo::MemoryResourceException. All leave the row unchanged.
-   void clear(len_t fdLen);
+   /// raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns); throws
+   /// ZoPermissionViolation; then Halvo::MemoryResourceException. All leave the row unchanged.
+   inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
 
@@ -250,12 +249,12 @@ public:
 
    /// The same from any other contiguous range of T.
    template <class T, ContiguousRangeOf<T> R>
-   void setColumn(len_t offset, const R& value, len_t fdLen);
+   inline void setColumn(len_t offset, const R& value, len_t fdLen);
 
    /// A view of the array whose slot lies at `offset`, empty for a null row or an empty slot. Valid while the row's
    /// bytes stay where they are. Throws ZoOutOfRange when slot or data lie outside the buffer.
    template <class T>
-   ArrayReference<T> arrayColumn(len_t offset) const;
+   inline ArrayReference<T> arrayColumn(len_t offset) const;
 
    /// Whether both columns hold the same elements, wherever their data lies. A null row has an empty array.
    template <class T>
@@ -333,14 +332,14 @@ protected:
 
    /// Writes the slot at `offset`. Raises the debug assertion for a length above 32767 before all else, then throws
    /// ZoPermissionViolation, ZoNullRow, ZoOutOfRange; the slot is unchanged then.
-   void updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray);
+   inline void updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray);
 
    /// Makes room for `length` bytes of the column whose slot is `slot` (inside this row's bytes) and returns the
    /// offset where they go: the old place if they fit there, else behind the row, after a compaction if the column
    /// had data and the row type is known. Grows the buffer by what is missing, so every address into the row is
    /// stale afterwards. The row must own its buffer alone. `baseRowLength` 0 stops the process. Throws
    /// ZoPermissionViolation, ZoOutOfRange, Halvo::MemoryResourceException and leaves row and slot as they were.
-   len_t makeFreeSpace(VColType& slot, len_t length, len_t baseRowLength);
+   inline len_t makeFreeSpace(VColType& slot, len_t length, len_t baseRowLength);
 
    /// Moves the data of all slots of vcd() together from `baseRowLength` on and returns the row length that results.
    /// Defined by the row database core.
@@ -348,19 +347,19 @@ protected:
 
    /// The row length that a compaction without the slot at `emptied` gives. Throws ZoOutOfRange when a listed slot or
    /// its data lie outside the row.
-   std::size_t compactedLength(len_t emptied, len_t baseRowLength) const;
+   inline std::size_t compactedLength(len_t emptied, len_t baseRowLength) const;
 
-   /// Empties a slot and, unless `compactFrom` is 0, compacts the row from there; returns the row length that results
-   /// and does not store it. When the compaction throws, the slot is as before.
-   len_t giveUpArea(len_t slotOffset, len_t compactFrom);
+   /// Empties a slot and, if told to, compacts the row; returns the row length that results and does not store it.
+   /// When the compaction throws, the slot is as before.
+   inline len_t giveUpArea(len_t slotOffset, len_t baseRowLength, bool compacts);
 
    /// The slot of the column at `offset`. Throws ZoNullRow, then ZoOutOfRange.
-   const VColType& slotAt(len_t offset) const;
-   VColType& slotAt(len_t offset);
+   inline const VColType& slotAt(len_t offset) const;
+   inline VColType& slotAt(len_t offset);
 
    /// Stores an array in a row that owns its buffer alone: the second half of the array setColumn.
    template <class T>
-   void updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> value);
+   inline void updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> value);
    template <class T>
    void updateFixElemArray(len_t offset, len_t fdLen, const std::vector<T>& value);
 
@@ -394,9 +393,9 @@ protected:
          throwReadOnly();
    }
 
-   RowBufHandle rowBuf_;  ///< empty for a null row
-   len_t rowOffset_ = 0;  ///< position of the row's header in the buffer
-   bool subRow_ = false;  ///< a view of a nested row: the bytes belong to another row
+   RowBufHandle rowBuf_; ///< empty for a null row
+   len_t rowOffset_ = 0; ///< position of the row's header in the buffer
+   bool subRow_ = false; ///< a view of a nested row: the bytes belong to another row
    bool readOnly_ = false;
 
 private:
@@ -416,7 +415,7 @@ private:
       ZoPermissionViolation::throwException("Attempting to modify read-only row");
    }
 
-   void takePlaceOf(const BaseRow& other) noexcept
+   void copyPlaceAndFlags(const BaseRow& other) noexcept
    {
       rowOffset_ = other.rowOffset_;
       subRow_ = other.subRow_;
@@ -431,6 +430,8 @@ private:
       return *this;
    }
 };
+
+static_assert(sizeof(BaseRow) == 24);
 
 template <>
 ZORVA_EXPORT void BaseRow::setToNull<EthAddr>(EthAddr& value);
@@ -457,8 +458,8 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
    checkInside(0, zo_contentOffset, bytes.size());
    const len_t length = load<len_t>(bytes.data() + rowLengthOffset);
    if (length < zo_contentOffset || length != bytes.size())
-      ZoOutOfRange::throwException("row length " + std::to_string(length) + " of " + std::to_string(bytes.size()) +
-                                   " bytes");
+      ZoOutOfRange::throwException("row length " + std::to_string(length) + " in the header of " +
+                                   std::to_string(bytes.size()) + " bytes");
    return BaseRow(CopyTag{}, bytes.data(), length);
 }
 

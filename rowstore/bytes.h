@@ -35,8 +35,7 @@ static_assert(std::endian::native == std::endian::little, "row bytes are little-
 /// The value types of fixed-width columns.
 template <class T>
 concept FixedColumnType = std::same_as<T, unsigned short> || std::same_as<T, unsigned int> ||
-                          std::same_as<T, unsigned long> || std::same_as<T, int> || std::same_as<T, bool> ||
-                          std::same_as<T, EthAddr>;
+   std::same_as<T, unsigned long> || std::same_as<T, int> || std::same_as<T, bool> || std::same_as<T, EthAddr>;
 
 /// The source file under which this header family reports failed assertions.
 inline constexpr const char* assertionFile = "baseRow";

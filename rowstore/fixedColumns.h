@@ -2,6 +2,8 @@
 // rowstore/baseRow.h, which documents the members.
 #pragma once
 
+#include <algorithm>
+
 #include "rowstore/baseRow.h"
 
 namespace Zorva {
@@ -29,16 +31,15 @@ void BaseRow::getColumn(len_t offset, T& out) const
       out = load<T>(checkedBytesOfBuffer(offset, sizeof(T)));
 }
 
-inline void BaseRow::clear(len_t fdLen)
+inline bool BaseRow::clear(len_t fdLen)
 {
    requireBuffer();
    const std::size_t needed = std::max<std::size_t>(fdLen, zo_contentOffset); // the header is written in any case
    if (rowOffset_ + needed > rowBuf_->length()) {
       Halvo::Platform::DebugStream stream;
       stream << "setting fixed data length forBaseRow longer than buffer size";
-      Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, "clear",
-                                          clearAssertionLine);
-      return;
+      Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, "clear", clearAssertionLine);
+      return false;
    }
    requireWritable();
    if (mayWriteInPlace())
@@ -46,6 +47,7 @@ inline void BaseRow::clear(len_t fdLen)
    else
       rowBuf_ = RowBufHandle::zeroed(rowBuf_->length());
    rowLengthIs(fdLen);
+   return true;
 }
 
 } // namespace Zorva

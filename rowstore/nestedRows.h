@@ -4,18 +4,18 @@
 #pragma once
 
 #include "rowstore/baseRow.h"
-#include "rowstore/variableColumns.h"
 
 namespace Zorva {
 
 template <std::derived_from<BaseRow> R>
 void BaseRow::getColumnStruct(len_t offset, R& out) const
 {
-   if (isNull() || slotAt(offset).isEmpty()) {
+   const VColType* const slot = isNull() ? nullptr : &slotAt(offset);
+   if (slot == nullptr || slot->isEmpty()) {
       out = BaseRow();
       return;
    }
-   const len_t position = slotAt(offset).dataOffset();
+   const len_t position = slot->dataOffset();
    checkedBytesOfBuffer(position, zo_contentOffset); // the nested row's header
    SubRow view(*this, position);
    out = BaseRow(std::move(view));

@@ -59,9 +59,9 @@ public:
    {
       void* const moved = std::realloc(data_, newLength);
       if (moved == nullptr) [[unlikely]]
-         Halvo::MemoryResourceException::throwException("realloc() failed. previous length: " +
-                                                        std::to_string(length_) +
-                                                        " requested new length: " + std::to_string(newLength));
+         Halvo::MemoryResourceException::throwException(
+            "realloc() failed. previous length: " + std::to_string(length_) +
+            " requested new length: " + std::to_string(newLength));
       data_ = static_cast<unsigned char*>(moved);
       length_ = newLength;
    }
@@ -156,20 +156,21 @@ private:
 
    void dropOwner() noexcept
    {
-      if (block_ != nullptr && wasLastOwner())
-         delete block_;
+      Block* const block = block_;
+      if (block != nullptr && wasLastOwner(block->owners))
+         delete block;
    }
 
-   bool wasLastOwner() noexcept
+   static bool wasLastOwner(std::atomic<long>& owners) noexcept
    {
-      const long before = block_->owners.load(std::memory_order_acquire);
+      const long before = owners.load(std::memory_order_acquire);
       if (before == 1) // nobody else holds it, so nobody can add an owner meanwhile
          return true;
       if (__libc_single_threaded) {
-         block_->owners.store(before - 1, std::memory_order_relaxed);
+         owners.store(before - 1, std::memory_order_relaxed);
          return false;
       }
-      return block_->owners.fetch_sub(1, std::memory_order_acq_rel) == 1;
+      return owners.fetch_sub(1, std::memory_order_acq_rel) == 1;
    }
 
    Block* block_ = nullptr;

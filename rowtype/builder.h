@@ -10,11 +10,23 @@ namespace Zorva {
 
 /// Whether V may initialise a column of type `type`: its value type, or a vector for an array.
 template <Type type, class V>
-inline constexpr bool initialises = std::same_as<V, typename ValueOf<type>::type>;
+inline constexpr bool initialises = std::same_as<V, ValueOf<type>>;
 template <class V>
 inline constexpr bool initialises<Type::arrayOfU32, V> = std::same_as<V, std::vector<std::uint32_t>>;
 template <class V>
 inline constexpr bool initialises<Type::row, V> = false; // storing nested rows is not this library's business
+
+/// The type that BaseRow::setColumn is named by for a value of type V.
+template <class V>
+struct ElementOf
+{
+   using type = V;
+};
+template <class T>
+struct ElementOf<std::vector<T>>
+{
+   using type = T;
+};
 
 /// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
 template <class V>
@@ -28,24 +40,43 @@ constexpr std::size_t variableRoom(const std::vector<T>& value) noexcept
    return arrayHeaderLength + value.size() * sizeof(T);
 }
 
-/// The buffer size for a row of Table's type with these values, in bytes: the fixed part and every array. Summed wide;
-/// when it does not fit a row, the fixed part alone, and storing the arrays will be refused.
+/// The room that a row of Table's type with these values takes, in bytes: the fixed part and every array. Wide, since
+/// the arrays may be longer than any row.
+template <const auto& Table, class... V>
+constexpr std::size_t roomFor(const V&... values) noexcept
+{
+   return (std::size_t{Table.fixedLength} + ... + variableRoom(values));
+}
+
+/// The buffer size for such a row: the room it takes or, when no row has that, the fixed part alone.
 template <const auto& Table, class... V>
 len_t rowCapacity(const V&... values) noexcept
 {
-   const std::size_t sum = (std::size_t{Table.fixedLength} + ... + variableRoom(values));
-   return sum > maxRowLength ? Table.fixedLength : static_cast<len_t>(sum);
+   const std::size_t room = roomFor<Table>(values...);
+   return room > maxRowLength ? Table.fixedLength : static_cast<len_t>(room);
+}
+
+/// Stores the values column by column, growing the row as they come: for values that no row has room for, one of which
+/// will be refused.
+template <const auto& Table, class... V>
+void storeOneByOne(BaseRow& row, const V&... values)
+{
+   withColumns<Table>([&](auto... i) {
+      (row.setColumn<typename ElementOf<V>::type>(Table.columns[i].offset, values, Table.fixedLength), ...);
+   });
 }
 
 /// Stores one value per column into `row`, whose fresh buffer of rowCapacity(values...) zero bytes lies at `bytes`
 /// with the row length already written. Throws what storing an array that is too long throws; the row is to be
-/// dropped then.
+/// dropped then. Always inlined: a call would pass the address of every value through memory.
 ///
 ///   bytes  | length | type | fixed columns and slots | first array | second array | ...
 template <const auto& Table, class... V>
-void storeColumns(BaseRow& row, unsigned char* bytes, const V&... values)
+[[gnu::always_inline]] inline void storeColumns(BaseRow& row, unsigned char* bytes, const V&... values)
 {
    static_assert(sizeof...(V) == Table.size(), "one value per column");
+   if (roomFor<Table>(values...) > maxRowLength) [[unlikely]]
+      return storeOneByOne<Table>(row, values...);
    len_t end = Table.fixedLength; // where the next array goes
    const auto storeColumn = [&]<std::size_t I, class Value>(std::integral_constant<std::size_t, I>,
                                                             const Value& value) {
@@ -62,9 +93,7 @@ void storeColumns(BaseRow& row, unsigned char* bytes, const V&... values)
          end = static_cast<len_t>(end + length);
       }
    };
-   [&]<std::size_t... I>(std::index_sequence<I...>) {
-      (storeColumn(std::integral_constant<std::size_t, I>{}, values), ...);
-   }(std::make_index_sequence<Table.size()>{});
+   withColumns<Table>([&](auto... i) { (storeColumn(i, values), ...); });
    if (end != Table.fixedLength)
       store<len_t>(bytes + rowLengthOffset, end);
 }

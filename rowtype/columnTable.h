@@ -15,11 +15,16 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <type_traits>
 #include <utility>
 
 #include "rowstore/baseRow.h"
 
 namespace Zorva {
+
+/// Rows nested within rows, at most.
+inline constexpr unsigned maxNestingDepth = 16;
 
 /// What a column holds. The last two have a slot of the variable column table in the fixed part.
 enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
@@ -96,17 +101,13 @@ struct NestedType
    std::string (*toJson)(const BaseRow& row, len_t offset); ///< "null" when the column holds no row
 };
 
-/// The C++ type of a column's value. An array column's is its element type's view, a nested row's the generic row.
-template <Type>
-struct ValueOf;
-template <> struct ValueOf<Type::u64> { using type = std::uint64_t; };
-template <> struct ValueOf<Type::u32> { using type = std::uint32_t; };
-template <> struct ValueOf<Type::u16> { using type = std::uint16_t; };
-template <> struct ValueOf<Type::i32> { using type = std::int32_t; };
-template <> struct ValueOf<Type::boolean> { using type = bool; };
-template <> struct ValueOf<Type::ethAddr> { using type = EthAddr; };
-template <> struct ValueOf<Type::arrayOfU32> { using type = ArrayReference<std::uint32_t>; };
-template <> struct ValueOf<Type::row> { using type = BaseRow; };
+/// The C++ types of columns' values, in the order of Type. An array column's is its view, a nested row's the generic
+/// row.
+using ColumnValues = std::tuple<std::uint64_t, std::uint32_t, std::uint16_t, std::int32_t, bool, EthAddr,
+                                ArrayReference<std::uint32_t>, BaseRow>;
+
+template <Type type>
+using ValueOf = std::tuple_element_t<static_cast<std::size_t>(type), ColumnValues>;
 
 /// The place of a column whose value type is T.
 template <class T>
@@ -144,20 +145,14 @@ struct ColumnTable
    }
 
 private:
+   /// Whether columns of type `type` have values of type T.
    template <class T>
    static consteval bool holds(Type type)
    {
-      switch (type) {
-      case Type::u64: return std::same_as<T, ValueOf<Type::u64>::type>;
-      case Type::u32: return std::same_as<T, ValueOf<Type::u32>::type>;
-      case Type::u16: return std::same_as<T, ValueOf<Type::u16>::type>;
-      case Type::i32: return std::same_as<T, ValueOf<Type::i32>::type>;
-      case Type::boolean: return std::same_as<T, ValueOf<Type::boolean>::type>;
-      case Type::ethAddr: return std::same_as<T, ValueOf<Type::ethAddr>::type>;
-      case Type::arrayOfU32: return std::same_as<T, ValueOf<Type::arrayOfU32>::type>;
-      case Type::row: return std::same_as<T, ValueOf<Type::row>::type>;
-      }
-      return false;
+      const auto answers = []<class... V>(std::type_identity<std::tuple<V...>>) {
+         return std::array{std::same_as<T, V>...};
+      };
+      return answers(std::type_identity<ColumnValues>{})[static_cast<std::size_t>(type)];
    }
 };
 
@@ -186,13 +181,15 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
    return table;
 }
 
-/// Calls `use` with the number of each column of Table, in order, as a compile-time constant.
+/// Calls `use` with the numbers of all columns of Table, in order, each a compile-time constant: for folds.
 template <const auto& Table, class Use>
-constexpr void forEachColumn(Use&& use)
+constexpr decltype(auto) withColumns(Use&& use)
 {
-   [&]<std::size_t... I>(std::index_sequence<I...>) {
-      (use(std::integral_constant<std::size_t, I>{}), ...);
-   }(std::make_index_sequence<Table.size()>{});
+   const auto call = [&]<std::size_t... I>(std::index_sequence<I...>)->decltype(auto)
+   {
+      return use(std::integral_constant<std::size_t, I>{}...);
+   };
+   return call(std::make_index_sequence<Table.size()>{});
 }
 
 /// The offsets of Table's slots, in column order. Built on first use, kept until the process exits.

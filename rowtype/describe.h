@@ -31,7 +31,6 @@ public:
 
 private:
    static constexpr std::size_t bytesPerLine = 8;
-   static constexpr unsigned deepest = 16; ///< nested rows within nested rows
 
    /// Bytes that a slot names.
    struct Area
@@ -113,7 +112,7 @@ private:
       const NestedType& type = *area.column->nested;
       const std::size_t room = area.end - area.begin;
       const std::size_t length = room < zo_contentOffset ? 0 : load<len_t>(&row_[area.begin]);
-      if (length < type.fixedLength || length > room || depth_ == deepest) {
+      if (length < type.fixedLength || length > room || depth_ == maxNestingDepth) {
          dead(area.begin, area.end, "no row");
          return;
       }
@@ -164,10 +163,7 @@ private:
       return "slot";
    }
 
-   static std::string name(const Column& column)
-   {
-      return std::string(column.name) + (column.isKey() ? " (key)" : "");
-   }
+   static std::string name(const Column& column) { return std::string(column.name) + (column.isKey() ? " (key)" : ""); }
 
    /// Bytes [begin, end) that no column has, in lines of bytesPerLine.
    void dead(std::size_t begin, std::size_t end, std::string_view what)

@@ -34,21 +34,21 @@ template <const auto& Table>
 std::uint64_t keyHash(const BaseRow& row)
 {
    constexpr Column column = Table.keyColumn();
-   return hashCombine(0, row.columnHash<typename ValueOf<column.type>::type>(column.offset));
+   return hashCombine(0, row.columnHash<ValueOf<column.type>>(column.offset));
 }
 
 template <const auto& Table>
 bool keyEqual(const BaseRow& a, const BaseRow& b)
 {
    constexpr Column column = Table.keyColumn();
-   return a.columnEqual<typename ValueOf<column.type>::type>(column.offset, b, column.offset);
+   return a.columnEqual<ValueOf<column.type>>(column.offset, b, column.offset);
 }
 
 template <const auto& Table>
 bool keyLess(const BaseRow& a, const BaseRow& b)
 {
    constexpr Column column = Table.keyColumn();
-   return a.columnLess<typename ValueOf<column.type>::type>(column.offset, b, column.offset);
+   return a.columnLess<ValueOf<column.type>>(column.offset, b, column.offset);
 }
 
 /// What column I of a row, whose checked fixed part is at `fixed`, feeds into its content hash.
@@ -61,7 +61,7 @@ std::uint64_t columnHashValue(const BaseRow& row, const unsigned char* fixed)
    else if constexpr (column.type == Type::row)
       return column.nested->hash(row, column.offset);
    else
-      return hashValue<typename ValueOf<column.type>::type>(fixed + column.offset);
+      return hashValue<ValueOf<column.type>>(fixed + column.offset);
 }
 
 /// The content hash of a row of Table's type. Throws ZoNullRow, ZoOutOfRange.
@@ -69,13 +69,13 @@ template <const auto& Table>
 std::uint64_t contentHash(const BaseRow& row)
 {
    const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
-   return [&]<std::size_t... I>(std::index_sequence<I...>) {
+   return withColumns<Table>([&](auto... i) {
       // All values first: a call in mid-chain would cut the chain's overlap with the loads.
-      const std::uint64_t values[] = {columnHashValue<Table, I>(row, fixed)...};
+      const std::uint64_t values[] = {columnHashValue<Table, i>(row, fixed)...};
       std::uint64_t hash = 0;
-      ((hash = hashCombine(hash, values[I])), ...);
+      ((hash = hashCombine(hash, values[i])), ...);
       return hash;
-   }(std::make_index_sequence<Table.size()>{});
+   });
 }
 
 /// Where the run of fixed columns that column I begins ends, or 0 when I begins none.
@@ -92,7 +92,7 @@ consteval len_t fixedRunEnd()
 
 /// Whether column I of both rows is equal; a run of fixed columns is compared at once, by its first column.
 template <const auto& Table, std::size_t I>
-bool columnsEqual(const BaseRow& a, const unsigned char* fixedA, const BaseRow& b, const unsigned char* fixedB)
+bool columnOrRunEqual(const BaseRow& a, const unsigned char* fixedA, const BaseRow& b, const unsigned char* fixedB)
 {
    constexpr Column column = Table.columns[I];
    constexpr len_t runEnd = fixedRunEnd<Table, I>();
@@ -115,9 +115,7 @@ bool columnsEqual(const BaseRow& a, const BaseRow& b)
    b.requireBuffer();
    const unsigned char* const fixedA = a.checkedBytes(0, Table.fixedLength);
    const unsigned char* const fixedB = b.checkedBytes(0, Table.fixedLength);
-   return [&]<std::size_t... I>(std::index_sequence<I...>) {
-      return (columnsEqual<Table, I>(a, fixedA, b, fixedB) && ...);
-   }(std::make_index_sequence<Table.size()>{});
+   return withColumns<Table>([&](auto... i) { return (columnOrRunEqual<Table, i>(a, fixedA, b, fixedB) && ...); });
 }
 
 /// Content equality: the type ids first, then all columns. Rows of different types are unequal, however short.
@@ -148,16 +146,14 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
          less = column.nested->less(a, column.offset, b, column.offset);
          return true;
       } else {
-         using Value = typename ValueOf<column.type>::type;
+         using Value = ValueOf<column.type>;
          const auto mine = comparable<Value>(fixedA + column.offset);
          const auto others = comparable<Value>(fixedB + column.offset);
          less = mine < others;
          return mine != others;
       }
    };
-   [&]<std::size_t... I>(std::index_sequence<I...>) {
-      (void)(decides(std::integral_constant<std::size_t, I>{}) || ...);
-   }(std::make_index_sequence<Table.size()>{});
+   withColumns<Table>([&](auto... i) { (void)(decides(i) || ...); });
    return less;
 }
 

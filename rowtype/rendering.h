@@ -191,7 +191,7 @@ void writeValue(Writer& writer, const BaseRow& row, const unsigned char* fixed)
       writer.literal(form == Form::json ? column.nested->toJson(row, column.offset)
                                         : '{' + column.nested->toString(row, column.offset) + '}');
    } else {
-      const auto value = load<typename ValueOf<column.type>::type>(fixed + column.offset);
+      const auto value = load<ValueOf<column.type>>(fixed + column.offset);
       if constexpr (column.type == Type::boolean)
          writer.formatted(FMT<bool>{value});
       else if constexpr (column.type == Type::ethAddr)
@@ -203,7 +203,8 @@ void writeValue(Writer& writer, const BaseRow& row, const unsigned char* fixed)
    }
 }
 
-/// The whole row. Throws ZoNullRow, ZoOutOfRange before anything is written.
+/// The whole row. Throws ZoNullRow, and ZoOutOfRange when the fixed part leaves the buffer, before anything is written;
+/// ZoOutOfRange for an array that does.
 template <const auto& Table, Form form, class Writer>
 void writeRow(Writer& writer, const BaseRow& row)
 {
@@ -213,10 +214,7 @@ void writeRow(Writer& writer, const BaseRow& row)
       if constexpr (text.size() > 1)
          writer.literal({text.data(), text.size() - 1});
    };
-   forEachColumn<Table>([&](auto index) {
-      writeLabel(index);
-      writeValue<Table, form, index>(writer, row, fixed);
-   });
+   withColumns<Table>([&](auto... i) { ((writeLabel(i), writeValue<Table, form, i>(writer, row, fixed)), ...); });
    writeLabel(std::integral_constant<std::size_t, Table.size()>{});
 }
 
@@ -226,7 +224,7 @@ inline constexpr std::string_view nullRowText = "len: 0, NULL";
 /// Whether `os` writes numbers and text as a fresh stream of the classic locale does.
 inline bool isPlain(const std::ostream& os)
 {
-   return os.flags() == (std::ios_base::skipws | std::ios_base::dec) && os.width() == 0 &&
+   return os.flags() == (std::ios_base::skipws | std::ios_base::dec) && os.width() == 0 && os.fill() == ' ' &&
           os.getloc() == std::locale::classic();
 }
 

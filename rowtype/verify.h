@@ -70,67 +70,96 @@ struct RowCheck
    friend constexpr bool operator==(const RowCheck&, const RowCheck&) noexcept = default;
 };
 
-/// Rows nested within rows, at most.
-inline constexpr unsigned maxNestingDepth = 16;
-
-/// Checks the row whose header lies at `base` in `all` and which has `available` bytes, against its type's columns.
-inline RowCheck verifyColumns(std::span<const Column> columns, std::span<const unsigned char> all, std::size_t base,
-                              std::size_t available, unsigned depth = 0)
+/// The row under examination: its columns, and its header `base` bytes from the first of all bytes given.
+struct ExaminedRow
 {
-   if (depth > maxNestingDepth)
-      return {RowFault::nestedTooDeep, base};
-   if (available < zo_contentOffset)
-      return {depth == 0 ? RowFault::noHeader : RowFault::nestedBeyondSlot, base};
-   const std::size_t fixedLength = columns.back().end();
-   const std::size_t length = load<len_t>(&all[base + rowLengthOffset]);
-   if (length < fixedLength)
-      return {RowFault::lengthBelowFixed, base};
-   if (length > available)
-      return {depth == 0 ? RowFault::lengthBeyondBytes : RowFault::nestedBeyondSlot, base};
+   std::span<const Column> columns;
+   std::span<const unsigned char> all;
+   std::size_t base;
+   unsigned depth; ///< how many rows it is nested in
 
-   for (const Column& column : columns)
-      if (column.type == Type::boolean && all[base + column.offset] > 1)
-         return {RowFault::badBool, base + column.offset};
+   len_t lengthAt(std::size_t offset) const { return load<len_t>(&all[base + offset]); }
+   std::size_t length() const { return lengthAt(rowLengthOffset); }
+   std::size_t fixedLength() const { return columns.back().end(); }
 
-   const auto slotOf = [&](const Column& column) -> const VColType& {
+   const VColType& slot(const Column& column) const
+   {
       return *reinterpret_cast<const VColType*>(&all[base + column.offset]);
-   };
-   for (const Column& column : columns) {
-      if (!column.isVariable() || slotOf(column).isEmpty())
+   }
+
+   /// The fault, found in the field at `offset` of this row.
+   RowCheck found(RowFault fault, std::size_t offset) const { return {fault, base + offset}; }
+};
+
+/// Whether `available` bytes hold the row's header, its fixed part and all that its length says.
+inline RowCheck checkLength(const ExaminedRow& row, std::size_t available)
+{
+   const bool isNested = row.depth > 0;
+   if (available < zo_contentOffset)
+      return row.found(isNested ? RowFault::nestedBeyondSlot : RowFault::noHeader, rowLengthOffset);
+   if (row.length() < row.fixedLength())
+      return row.found(RowFault::lengthBelowFixed, rowLengthOffset);
+   if (row.length() > available)
+      return row.found(isNested ? RowFault::nestedBeyondSlot : RowFault::lengthBeyondBytes, rowLengthOffset);
+   return {};
+}
+
+/// Whether the slot of `column`, which is not empty, names bytes of the variable data that no slot before it names.
+inline RowCheck checkSlot(const ExaminedRow& row, const Column& column)
+{
+   const std::size_t begin = row.slot(column).dataOffset();
+   const std::size_t end = begin + row.slot(column).dataLength();
+   if (begin < row.fixedLength())
+      return row.found(RowFault::slotBeforeData, column.offset);
+   if (end > row.length())
+      return row.found(RowFault::slotBeyondRow, column.offset);
+   for (const Column* other = row.columns.data(); other != &column; ++other) {
+      if (!other->isVariable() || row.slot(*other).isEmpty())
          continue;
-      const std::size_t at = base + column.offset;
-      const VColType& slot = slotOf(column);
-      const std::size_t begin = slot.dataOffset();
-      const std::size_t end = begin + slot.dataLength();
-      if (begin < fixedLength)
-         return {RowFault::slotBeforeData, at};
-      if (end > length)
-         return {RowFault::slotBeyondRow, at};
-      for (const Column& earlier : columns) {
-         if (&earlier == &column)
-            break;
-         if (!earlier.isVariable() || slotOf(earlier).isEmpty())
-            continue;
-         const std::size_t earlierBegin = slotOf(earlier).dataOffset();
-         if (begin < earlierBegin + slotOf(earlier).dataLength() && earlierBegin < end)
-            return {RowFault::slotsOverlap, at};
-      }
-      if (column.type == Type::row) {
-         const RowCheck nested =
-            verifyColumns(column.nested->columns, all, base + begin, slot.dataLength(), depth + 1);
-         if (!nested.ok())
-            return nested;
-         continue;
-      }
-      if (!slot.isArray())
-         return {RowFault::notArray, at};
-      if (slot.dataLength() < arrayHeaderLength)
-         return {RowFault::noArrayHeader, at};
-      const std::size_t count = load<len_t>(&all[base + begin]) & ArrayReference<std::uint32_t>::countMask;
-      if (arrayHeaderLength + count * sizeof(std::uint32_t) != slot.dataLength())
-         return {RowFault::countMismatch, base + begin};
+      const std::size_t otherBegin = row.slot(*other).dataOffset();
+      if (begin < otherBegin + row.slot(*other).dataLength() && otherBegin < end)
+         return row.found(RowFault::slotsOverlap, column.offset);
    }
    return {};
+}
+
+/// Whether the data of `column`, whose slot is sound, is an array.
+inline RowCheck checkArray(const ExaminedRow& row, const Column& column)
+{
+   const VColType& slot = row.slot(column);
+   if (!slot.isArray())
+      return row.found(RowFault::notArray, column.offset);
+   if (slot.dataLength() < arrayHeaderLength)
+      return row.found(RowFault::noArrayHeader, column.offset);
+   const std::size_t count = row.lengthAt(slot.dataOffset()) & ArrayReference<std::uint32_t>::countMask;
+   if (arrayHeaderLength + count * sizeof(std::uint32_t) != slot.dataLength())
+      return row.found(RowFault::countMismatch, slot.dataOffset());
+   return {};
+}
+
+/// Checks a row that may take `available` bytes, and the rows nested in it.
+inline RowCheck checkRow(const ExaminedRow& row, std::size_t available)
+{
+   if (row.depth > maxNestingDepth)
+      return row.found(RowFault::nestedTooDeep, rowLengthOffset);
+   RowCheck check = checkLength(row, available);
+   for (const Column& column : row.columns)
+      if (check.ok() && column.type == Type::boolean && row.all[row.base + column.offset] > 1)
+         check = row.found(RowFault::badBool, column.offset);
+   for (const Column& column : row.columns) {
+      if (!check.ok())
+         break;
+      if (!column.isVariable() || row.slot(column).isEmpty())
+         continue;
+      const VColType& slot = row.slot(column);
+      check = checkSlot(row, column);
+      if (check.ok() && column.type == Type::arrayOfU32)
+         check = checkArray(row, column);
+      else if (check.ok())
+         check =
+            checkRow({column.nested->columns, row.all, row.base + slot.dataOffset(), row.depth + 1}, slot.dataLength());
+   }
+   return check;
 }
 
 /// Whether `bytes` are exactly one row of the type Row, fit for every operation; with `rowType`, also whether it
@@ -140,7 +169,7 @@ RowCheck verifyRow(std::span<const unsigned char> bytes, std::optional<len_t> ro
 {
    if (bytes.size() > maxRowLength)
       return {RowFault::tooLong, 0};
-   const RowCheck check = verifyColumns(Row::columns_.columns, bytes, 0, bytes.size());
+   const RowCheck check = checkRow({Row::columns_.columns, bytes, 0, 0}, bytes.size());
    if (!check.ok())
       return check;
    if (load<len_t>(bytes.data() + rowLengthOffset) < bytes.size())

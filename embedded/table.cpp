@@ -1,0 +1,254 @@
+#include "embedded/table.h"
+
+#include <sys/mman.h>
+
+#include <optional>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "embedded/registry.h"
+#include "rowtype/typeId.h"
+
+namespace Zorva::Embedded {
+
+namespace {
+
+/// One entry of the index: a row and 32 bits of its key hash, or a null row where it is free. The hash lies in the row
+/// object's padding, so an entry is as large as a row. Moving rows between entries moves no construction counter.
+class Entry final : public BaseRow
+{
+public:
+   std::uint32_t hash() const noexcept { return hash_; }
+
+   /// Shares the buffer of `row` as any copy of a row does.
+   void file(const BaseRow& row, std::uint32_t hash) noexcept
+   {
+      BaseRow::operator=(row);
+      hash_ = hash;
+   }
+
+   /// Takes the row out of `from`, which is free then.
+   void take(Entry& from) noexcept
+   {
+      rowBuf_ = std::move(from.rowBuf_);
+      rowOffset_ = from.rowOffset_;
+      subRow_ = from.subRow_;
+      readOnly_ = from.readOnly_;
+      hash_ = from.hash_;
+   }
+
+   void release() noexcept { rowBuf_ = RowBufHandle(); }
+
+   /// Has the row's memory fetched while other loads are under way. The two blocks of a row are allocated together,
+   /// so its bytes mostly lie within a cache line of the block that names them; a wrong guess costs nothing.
+   void prefetchRow() const noexcept
+   {
+      constexpr std::size_t cacheLine = 64;
+      const auto* const block = reinterpret_cast<const char*>(rowBuf_.get());
+      __builtin_prefetch(block);
+      __builtin_prefetch(block + cacheLine);
+   }
+
+private:
+   std::uint32_t hash_ = 0;
+};
+static_assert(sizeof(Entry) == sizeof(BaseRow));
+
+/// Asks the kernel for huge pages: a large index is hit at random, and page faults and address translation took a third
+/// of the time of filling one. Only a hint.
+void adviseHugePages(void* memory, std::size_t size) noexcept
+{
+   constexpr std::uintptr_t hugePage = std::uintptr_t{2} << 20;
+   const auto begin = (reinterpret_cast<std::uintptr_t>(memory) + hugePage - 1) / hugePage * hugePage;
+   const auto end = (reinterpret_cast<std::uintptr_t>(memory) + size) / hugePage * hugePage;
+   if (begin < end)
+      madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+}
+
+std::vector<Entry> freeEntries(std::size_t count)
+{
+   std::vector<Entry> entries;
+   entries.reserve(count);
+   adviseHugePages(entries.data(), count * sizeof(Entry));
+   const BaseRowCounters before = BaseRow::baseRowCounters;
+   entries.resize(count);
+   BaseRow::baseRowCounters = before; // free entries are nobody's rows
+   return entries;
+}
+
+} // namespace
+
+// Open addressing with linear probing in a power of two of entries, always some of them free. A row's home is given by
+// the upper bits of its hash, so growth reads the old entries and writes the new ones front to back and touches no row.
+// Erasing closes the gap it leaves: there are no tombstones, and between a row and its home no entry is free.
+struct Table::Impl
+{
+   explicit Impl(const std::string& typeName) : rowTypeName_(typeName)
+   {
+      RowOpsGenerator* const generator = rowOpsGenerator(typeName);
+      if (generator == nullptr)
+         throw std::invalid_argument("no row operations are installed for row type \"" + typeName + "\"");
+      ops_ = (*generator)(0);
+      if (ops_ == nullptr)
+         throw std::invalid_argument("row type \"" + typeName + "\" has no index 0");
+   }
+
+   /// The upper half of the key hash after a multiplication that spreads weak hashes over it.
+   std::uint32_t hashOf(const BaseRow& row) const
+   {
+      constexpr std::uint64_t goldenRatio = 0x9E3779B97F4A7C15;
+      row.requireBuffer();
+      return static_cast<std::uint32_t>((ops_->keyHash(row) * goldenRatio) >> 32);
+   }
+
+   std::size_t home(std::uint32_t hash) const noexcept { return hash >> (hashBits - bits_); }
+   std::size_t next(std::size_t at) const noexcept { return (at + 1) & (entries_.size() - 1); }
+
+   /// Where the row with `row`'s key is, or else the free entry where it would go.
+   std::size_t probe(const BaseRow& row, std::uint32_t hash) const
+   {
+      std::size_t at = home(hash);
+      for (; !entries_[at].isNull(); at = next(at)) {
+         if (entries_[at].hash() != hash)
+            continue;
+         entries_[at].prefetchRow();
+         if (ops_->keyEquals(entries_[at], row))
+            break;
+      }
+      return at;
+   }
+
+   /// The entry of the row with `row`'s key, or null when there was none: `row` is filed then.
+   Entry* fileUnlessHeld(const BaseRow& row)
+   {
+      const std::uint32_t hash = hashOf(row);
+      const len_t type = row.rowType();
+      if (rowType_ && type != *rowType_)
+         throwBadCast(type, *rowType_, row.rowPosition());
+      std::size_t at = probe(row, hash);
+      if (!entries_[at].isNull())
+         return &entries_[at];
+      if (size_ == rowsThatFit(bits_)) {
+         grow(bits_ + 1);
+         at = probe(row, hash);
+      }
+      entries_[at].file(row, hash);
+      rowType_ = type;
+      ++size_;
+      return nullptr;
+   }
+
+   /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
+   void remove(std::size_t gap) noexcept
+   {
+      const std::size_t mask = entries_.size() - 1;
+      entries_[gap].release();
+      for (std::size_t at = next(gap); !entries_[at].isNull(); at = next(at)) {
+         const std::size_t fromHome = (at - home(entries_[at].hash())) & mask;
+         const std::size_t fromGap = (at - gap) & mask;
+         if (fromHome >= fromGap) {
+            entries_[gap].take(entries_[at]);
+            gap = at;
+         }
+      }
+      --size_;
+   }
+
+   void reserve(std::size_t rows)
+   {
+      unsigned bits = bits_;
+      while (bits <= hashBits && rowsThatFit(bits) < rows)
+         ++bits;
+      if (bits != bits_)
+         grow(bits);
+   }
+
+   void grow(unsigned bits)
+   {
+      if (bits > hashBits)
+         throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
+      std::vector<Entry> old = std::exchange(entries_, freeEntries(std::size_t{1} << bits));
+      bits_ = bits;
+      for (Entry& entry : old) {
+         if (entry.isNull())
+            continue;
+         std::size_t at = home(entry.hash());
+         while (!entries_[at].isNull())
+            at = next(at);
+         entries_[at].take(entry);
+      }
+   }
+
+   std::size_t firstFrom(std::size_t at) const noexcept
+   {
+      while (at < entries_.size() && entries_[at].isNull())
+         ++at;
+      return at;
+   }
+
+   /// Four fifths of the entries: beyond, the probes of keys that are not there get long.
+   static constexpr std::size_t rowsThatFit(unsigned bits) noexcept { return (std::size_t{1} << bits) / 5 * 4; }
+
+   static constexpr unsigned hashBits = 32;
+
+   std::string rowTypeName_;
+   std::shared_ptr<RowOpsBase> ops_;
+   unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
+   std::vector<Entry> entries_ = freeEntries(std::size_t{1} << bits_);
+   std::size_t size_ = 0;
+   std::optional<len_t> rowType_; ///< of the first row filed
+};
+
+Table::Table(const std::string& rowTypeName) : impl_(std::make_unique<Impl>(rowTypeName)) {}
+Table::~Table() = default;
+Table::Table(Table&&) noexcept = default;
+Table& Table::operator=(Table&&) noexcept = default;
+
+const std::string& Table::rowTypeName() const { return impl_->rowTypeName_; }
+
+bool Table::insert(const BaseRow& row) { return impl_->fileUnlessHeld(row) == nullptr; }
+
+Table::Replaced Table::replace(const BaseRow& row)
+{
+   Entry* const held = impl_->fileUnlessHeld(row);
+   if (held == nullptr)
+      return Replaced::inserted;
+   if (impl_->ops_->rowEquals(*held, row))
+      return Replaced::unchanged;
+   held->file(row, held->hash());
+   return Replaced::changed;
+}
+
+const BaseRow* Table::find(const BaseRow& keyRow) const
+{
+   const Entry& entry = impl_->entries_[impl_->probe(keyRow, impl_->hashOf(keyRow))];
+   return entry.isNull() ? nullptr : &entry;
+}
+
+bool Table::erase(const BaseRow& keyRow)
+{
+   const std::size_t at = impl_->probe(keyRow, impl_->hashOf(keyRow));
+   if (impl_->entries_[at].isNull())
+      return false;
+   impl_->remove(at);
+   return true;
+}
+
+std::size_t Table::size() const noexcept { return impl_->size_; }
+
+void Table::reserve(std::size_t rows) { impl_->reserve(rows); }
+
+Table::const_iterator::reference Table::const_iterator::operator*() const { return table_->entries_[position_]; }
+
+Table::const_iterator& Table::const_iterator::operator++()
+{
+   position_ = table_->firstFrom(position_ + 1);
+   return *this;
+}
+
+Table::const_iterator Table::begin() const noexcept { return {impl_.get(), impl_->firstFrom(0)}; }
+
+Table::const_iterator Table::end() const noexcept { return {impl_.get(), impl_->entries_.size()}; }
+
+} // namespace Zorva::Embedded

@@ -1,0 +1,89 @@
+// The slot of a variable column, as it lies in a row's fixed part, and the limits of what a slot can name:
+//
+//   slot byte     0        1        2             3
+//            | dataOffset      | dataLength      7|isArray|       little-endian, dataLength has 15 bits
+//
+// Owns nothing: a VColType lies in a row's bytes.
+#pragma once
+
+#include "platform/halvo/debug.h"
+#include "rowstore/bytes.h"
+
+namespace Zorva {
+
+/// The longest data of one variable column, in bytes.
+inline constexpr std::size_t maxVariableLength = 32767;
+
+/// The most elements that an array's 12-bit count can say.
+inline constexpr std::size_t maxArrayElements = 4095;
+
+/// Size of the header in front of an array's elements, in bytes.
+inline constexpr len_t arrayHeaderLength = 2;
+
+/// Where a length beyond maxVariableLength is reported.
+inline constexpr int updateVCTAssertionLine = 427;
+
+/// One slot: four bytes without alignment. Its members alone shift and mask.
+class ZORVA_EXPORT VColType
+{
+public:
+   /// Offset of the data from the row's header; without meaning while the slot is empty.
+   len_t dataOffset() const noexcept { return load<len_t>(bytes_); }
+
+   /// Length of the data in bytes, 0 for an empty slot.
+   len_t dataLength() const noexcept { return load<len_t>(bytes_ + 2) & lengthMask; }
+
+   bool isArray() const noexcept { return (load<len_t>(bytes_ + 2) & arrayBit) != 0; }
+   bool isEmpty() const noexcept { return dataLength() == 0; }
+
+   void dataOffsetIs(len_t offset) noexcept { store<len_t>(bytes_, offset); }
+
+   /// Writes all three fields; `length` is at most maxVariableLength.
+   void fieldsAre(len_t offset, len_t length, bool isArray) noexcept
+   {
+      dataOffsetIs(offset);
+      store<len_t>(bytes_ + 2, static_cast<len_t>((length & lengthMask) | (isArray ? arrayBit : 0)));
+   }
+
+   /// Offset and length become 0, the array bit stays.
+   void empty() noexcept { fieldsAre(0, 0, isArray()); }
+
+private:
+   static constexpr len_t lengthMask = 0x7fff;
+   static constexpr len_t arrayBit = 0x8000;
+
+   unsigned char bytes_[4];
+};
+static_assert(sizeof(VColType) == 4 && alignof(VColType) == 1);
+
+/// The length in bytes of the data of an array of `count` elements of `elementSize` bytes: 0 for none.
+[[nodiscard]] constexpr std::size_t arrayDataLength(std::size_t count, std::size_t elementSize) noexcept
+{
+   return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
+}
+
+/// Refuses data that no slot can name: raises the debug assertion and, where the handler returns, gives false.
+inline bool mayStoreData(std::size_t length, bool isArray)
+{
+   if (length <= maxVariableLength) [[likely]]
+      return true;
+   Halvo::Platform::DebugStream stream;
+   stream << (isArray ? "array " : "") << "field length greater than " << std::to_string(maxVariableLength) << " bytes";
+   Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, "updateVCT",
+                                       updateVCTAssertionLine);
+   return false;
+}
+
+/// Refuses an array that cannot be stored: as mayStoreData for more than 32767 bytes, then with ZoOutOfRange for more
+/// than 4095 elements.
+inline bool mayStoreArray(std::size_t count, std::size_t elementSize)
+{
+   if (!mayStoreData(arrayDataLength(count, elementSize), true))
+      return false;
+   if (count > maxArrayElements) [[unlikely]]
+      ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
+                                   std::to_string(maxArrayElements));
+   return true;
+}
+
+} // namespace Zorva
