@@ -119,6 +119,11 @@ bool EcmpMemberListRow::operator<(const EcmpMemberListRow& other) const
    return Zorva::keyLess<columns>(*this, other);
 }
 
+std::weak_ordering EcmpMemberListRow::operator<=>(const EcmpMemberListRow& other) const
+{
+   return Zorva::keyOrder<columns>(*this, other);
+}
+
 std::string EcmpMemberListRow::browToString(const Zorva::BaseRow& row) { return EcmpMemberListRow(row).toString(); }
 
 std::string EcmpMemberListRow::memberToStringArray() const

@@ -7,6 +7,8 @@
 #pragma once
 
 #include <atomic>
+#include <compare>
+#include <functional>
 #include <iosfwd>
 #include <span>
 #include <string>
@@ -14,6 +16,7 @@
 
 #include "platform/export.h"
 #include "rowtype/columnTable.h"
+#include "rowtype/functional.h" // IWYU pragma: export
 
 namespace P4RuntimeRouting {
 
@@ -114,6 +117,7 @@ public:
    std::uint64_t hash() const;
    bool operator==(const EcmpMemberListRow& other) const;
    bool operator<(const EcmpMemberListRow& other) const;
+   std::weak_ordering operator<=>(const EcmpMemberListRow& other) const;
 
    /// The text of any row of this type. Throws ZoBadCast for another type.
    static std::string browToString(const Zorva::BaseRow& row);
@@ -191,3 +195,10 @@ private:
 ZORVA_EXPORT std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row);
 
 } // namespace P4RuntimeRouting
+
+/// The key hash, as == is key equality. Throws ZoNullRow for a null row.
+template <>
+struct std::hash<P4RuntimeRouting::EcmpMemberListRow>
+{
+   std::size_t operator()(const P4RuntimeRouting::EcmpMemberListRow& row) const { return row.hash(); }
+};

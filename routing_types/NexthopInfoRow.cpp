@@ -114,6 +114,11 @@ bool NexthopInfoRow::operator==(const NexthopInfoRow& other) const { return Zorv
 
 bool NexthopInfoRow::operator<(const NexthopInfoRow& other) const { return Zorva::keyLess<columns>(*this, other); }
 
+std::weak_ordering NexthopInfoRow::operator<=>(const NexthopInfoRow& other) const
+{
+   return Zorva::keyOrder<columns>(*this, other);
+}
+
 std::string NexthopInfoRow::browToString(const Zorva::BaseRow& row) { return NexthopInfoRow(row).toString(); }
 
 std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row) { return Zorva::writeText<columns>(os, row); }

@@ -7,12 +7,15 @@
 #pragma once
 
 #include <atomic>
+#include <compare>
+#include <functional>
 #include <iosfwd>
 #include <span>
 #include <string>
 
 #include "platform/export.h"
 #include "rowtype/columnTable.h"
+#include "rowtype/functional.h" // IWYU pragma: export
 
 namespace P4RuntimeRouting {
 
@@ -113,6 +116,7 @@ public:
    std::uint64_t hash() const;
    bool operator==(const NexthopInfoRow& other) const;
    bool operator<(const NexthopInfoRow& other) const;
+   std::weak_ordering operator<=>(const NexthopInfoRow& other) const;
 
    /// The text of any row of this type. Throws ZoBadCast for another type.
    static std::string browToString(const Zorva::BaseRow& row);
@@ -166,3 +170,10 @@ private:
 ZORVA_EXPORT std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row);
 
 } // namespace P4RuntimeRouting
+
+/// The key hash, as == is key equality. Throws ZoNullRow for a null row.
+template <>
+struct std::hash<P4RuntimeRouting::NexthopInfoRow>
+{
+   std::size_t operator()(const P4RuntimeRouting::NexthopInfoRow& row) const { return row.hash(); }
+};

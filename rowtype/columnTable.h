@@ -181,9 +181,10 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
    return table;
 }
 
-/// Calls `use` with the numbers of all columns of Table, in order, each a compile-time constant: for folds.
+/// Calls `use` with the numbers of all columns of Table, in order, each a compile-time constant: for folds. Always
+/// inlined, so that what a fold refers to stays in registers.
 template <const auto& Table, class Use>
-constexpr decltype(auto) withColumns(Use&& use)
+[[gnu::always_inline]] constexpr decltype(auto) withColumns(Use&& use)
 {
    const auto call = [&]<std::size_t... I>(std::index_sequence<I...>)->decltype(auto)
    {

@@ -3,6 +3,8 @@
 // time behind one bounds check of the fixed part.
 #pragma once
 
+#include <compare>
+
 #include "rowtype/columnTable.h"
 
 namespace Zorva {
@@ -49,6 +51,14 @@ bool keyLess(const BaseRow& a, const BaseRow& b)
 {
    constexpr Column column = Table.keyColumn();
    return a.columnLess<ValueOf<column.type>>(column.offset, b, column.offset);
+}
+
+template <const auto& Table>
+std::weak_ordering keyOrder(const BaseRow& a, const BaseRow& b)
+{
+   return keyLess<Table>(a, b)   ? std::weak_ordering::less
+          : keyLess<Table>(b, a) ? std::weak_ordering::greater
+                                 : std::weak_ordering::equivalent;
 }
 
 /// What column I of a row, whose checked fixed part is at `fixed`, feeds into its content hash.

@@ -1,0 +1,23 @@
+// Function objects for the standard containers: rows by content. By key, rows need none: std::hash<Row>, ==, < and <=>
+// are the key's.
+#pragma once
+
+#include <cstddef>
+
+#include "rowstore/baseRow.h"
+
+namespace Zorva {
+
+/// Hashes a row by content: std::unordered_set<Row, ContentHash, ContentEqual>. Throws ZoNullRow for a null row.
+struct ContentHash
+{
+   std::size_t operator()(const BaseRow& row) const { return row.rowHash(); }
+};
+
+/// Compares two rows by content. Throws ZoNullRow for a null row.
+struct ContentEqual
+{
+   bool operator()(const BaseRow& a, const BaseRow& b) const { return a.rowEqual(b); }
+};
+
+} // namespace Zorva
