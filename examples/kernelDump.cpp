@@ -196,9 +196,10 @@ void parseNexthops(const Source& source, KernelDump& dump, Notes& notes)
    });
 }
 
-Source readFile(const std::string& folder, const char* name)
+} // namespace
+
+Source readFile(const std::string& path)
 {
-   const std::string path = std::filesystem::path(folder) / name;
    std::ifstream file(path, std::ios::binary);
    if (!file)
       throw BadInput(path + ": " + std::strerror(errno));
@@ -210,11 +211,10 @@ Source readFile(const std::string& folder, const char* name)
    return {path, text.str()};
 }
 
-} // namespace
-
 Sources readFolder(const std::string& folder)
 {
-   return {readFile(folder, "nexthop.json"), readFile(folder, "neigh.json"), readFile(folder, "link.json")};
+   const auto read = [&](const char* name) { return readFile(std::filesystem::path(folder) / name); };
+   return {read("nexthop.json"), read("neigh.json"), read("link.json")};
 }
 
 KernelDump parseDump(const Sources& sources, Notes& notes)

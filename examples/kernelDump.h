@@ -94,6 +94,9 @@ struct KernelDump
    }
 };
 
+/// Reads a whole file. Throws BadInput when that fails.
+Source readFile(const std::string& path);
+
 /// Reads FOLDER/nexthop.json, neigh.json and link.json. Throws BadInput for a file that cannot be read.
 Sources readFolder(const std::string& folder);
 

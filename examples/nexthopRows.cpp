@@ -1,24 +1,64 @@
-// nexthop-rows: files a Linux kernel's next-hop objects as rows and prints, looks up, dumps and compares them.
+// nexthop-rows: files a Linux kernel's next-hop objects as rows and prints, looks up, dumps, checks, saves, compares and
+// follows them.
 //
 // Rows go to standard output, notes about objects that became no row, or no valid one, to standard error. Exit status:
-// 0 done, 1 an object was refused and the rest filed, 2 bad input.
+// 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "examples/importer.h"
 #include "examples/kernelDump.h"
+#include "examples/liveKernel.h"
 #include "examples/notes.h"
 #include "examples/rowDiff.h"
+#include "examples/rowFile.h"
+#include "examples/watch.h"
 #include "rowtype/describe.h"
+#include "rowtype/verify.h"
 
 namespace {
 
 using namespace NexthopRows;
 
+struct Options
+{
+   std::string folder;
+   std::string file;
+   bool isLive = false;
+   LiveKernel kernel;
+   std::string kind;
+   std::uint32_t id = 0;
+   std::string before;
+   std::string after;
+   std::string target;
+   bool isJson = false;
+   bool statistics = false;
+};
+
 Tables importFolder(const std::string& folder, std::uint64_t genId, Notes& notes)
 {
    return fileRows(parseDump(readFolder(folder), notes), genId, notes);
+}
+
+/// The rows of a folder, or of a file that `save` wrote.
+Tables importPath(const std::string& path, std::uint64_t genId, Notes& notes)
+{
+   return std::filesystem::is_directory(path) ? importFolder(path, genId, notes) : loadRows(path);
+}
+
+/// The rows of --dir, --file or --live. Throws BadInput when there is none of them.
+Tables importInput(const Options& options, std::uint64_t genId, Notes& notes)
+{
+   if (options.isLive)
+      return fileRows(options.kernel.dump(notes), genId, notes);
+   if (!options.file.empty())
+      return loadRows(options.file);
+   if (options.folder.empty())
+      throw BadInput("--dir FOLDER, --file FILE or --live is missing");
+   return importFolder(options.folder, genId, notes);
 }
 
 /// Calls use(row) for every next hop, then for every group, each in the order of their filing.
@@ -53,20 +93,29 @@ void printChanges(const std::string& kind, const Table& before, const Table& aft
    std::size_t removed = 0;
    const auto changes = changesBetween<Row>(before, after);
    for (const auto& change : changes) {
-      const auto& row = change.after ? *change.after : *change.before;
-      std::cout << kind << ' ' << row.id();
-      if (!change.before) {
-         ++inserted;
-         std::cout << " inserted: " << row << '\n';
-      } else if (!change.after) {
-         ++removed;
-         std::cout << " removed: " << row << '\n';
-      } else {
-         std::cout << " changed: " << changedColumns(*change.before, row) << '\n';
-      }
+      inserted += !change.before;
+      removed += !change.after;
+      std::cout << changeText(kind, change) << '\n';
    }
    std::cout << kind << ": " << inserted << " inserted, " << removed << " removed, "
              << changes.size() - inserted - removed << " changed\n";
+}
+
+/// Verifies the bytes of every row of the table and notes the faulty ones. Returns how many they are.
+template <class Row>
+std::size_t checkRows(const std::string& kind, const Table& table, Notes& notes)
+{
+   std::size_t faults = 0;
+   for (const Zorva::BaseRow& row : table) {
+      const Zorva::RowCheck check = Zorva::verifyRow<Row>(row.bytes(), Row::protRowType());
+      if (check.ok())
+         continue;
+      ++faults;
+      const auto id = row.readColumn<std::uint32_t>(Row::columns_.keyColumn().offset);
+      notes.faulty(kind + ' ' + std::to_string(id),
+                   std::string(text(check.fault)) + " at offset " + std::to_string(check.offset));
+   }
+   return faults;
 }
 
 void printStatistics(std::ostream& out, const Tables& tables)
@@ -85,31 +134,26 @@ void printStatistics(std::ostream& out, const Tables& tables)
        << " copied, " << counters.moveAssign << " moved\n";
 }
 
-struct Options
-{
-   std::string folder;
-   std::string kind;
-   std::uint32_t id = 0;
-   std::string before;
-   std::string after;
-   bool statistics = false;
-};
-
-/// Does what the command line says. Throws BadInput; a refused object is in the notes.
-void run(const CLI::App& app, const Options& options, Notes& notes)
+/// The rows that the subcommand is about, compared or watched already if that is what it does.
+Tables importRows(const CLI::App& app, const Options& options, Notes& notes)
 {
    if (app.got_subcommand("diff")) {
-      const Tables before = importFolder(options.before, 1, notes);
-      const Tables after = importFolder(options.after, 2, notes);
+      const Tables before = importPath(options.before, 1, notes);
+      Tables after = options.after.empty() ? importInput(options, 2, notes) : importPath(options.after, 2, notes);
       printChanges<NexthopInfoRow>("nexthop", before.nexthops, after.nexthops);
       printChanges<EcmpMemberListRow>("group", before.groups, after.groups);
-      if (options.statistics)
-         printStatistics(std::cout, after);
-      return;
+      return after;
    }
-   if (options.folder.empty())
-      throw BadInput("--dir FOLDER is missing");
-   const Tables tables = importFolder(options.folder, 1, notes);
+   if (app.got_subcommand("watch"))
+      return watchKernel(options.kernel, options.isJson, std::cout, std::cerr);
+   return importInput(options, 1, notes);
+}
+
+/// Does what the command line says. Throws BadInput; a refused object or a faulty row is in the notes.
+void run(const CLI::App& app, const Options& options, Notes& notes)
+{
+   const Tables tables = importRows(app, options, notes);
+   const auto rows = [&] { return std::to_string(tables.nexthops.size() + tables.groups.size()) + " rows "; };
    if (app.got_subcommand("list"))
       forEachRow(tables, [](const auto& row) { std::cout << row << '\n'; });
    else if (app.got_subcommand("json"))
@@ -119,8 +163,16 @@ void run(const CLI::App& app, const Options& options, Notes& notes)
    else if (app.got_subcommand("dump"))
       withRow(tables, options.kind, options.id,
               []<class Row>(const Row& row) { std::cout << Zorva::describeRow<Row>(row); });
+   else if (app.got_subcommand("check")) {
+      if (checkRows<NexthopInfoRow>("nexthop", tables.nexthops, notes) +
+             checkRows<EcmpMemberListRow>("group", tables.groups, notes) == 0)
+         std::cout << rows() << "verified\n";
+   } else if (app.got_subcommand("save")) {
+      saveRows(tables, options.target);
+      std::cout << rows() << "saved\n";
+   }
    if (options.statistics) // which are not JSON
-      printStatistics(app.got_subcommand("json") ? std::cerr : std::cout, tables);
+      printStatistics(app.got_subcommand("json") || options.isJson ? std::cerr : std::cout, tables);
 }
 
 void describeCommandLine(CLI::App& app, Options& options)
@@ -129,9 +181,14 @@ void describeCommandLine(CLI::App& app, Options& options)
       return app.add_subcommand(name, text)->footer("Example: nexthop-rows " + example);
    };
    app.fallthrough(); // the options of all subcommands may stand before and after their names
-   app.add_option("--dir", options.folder, "Folder with nexthop.json, neigh.json and link.json")->type_name("FOLDER");
+   auto* const dir = app.add_option("--dir", options.folder, "Folder with nexthop.json, neigh.json and link.json");
+   auto* const file = app.add_option("--file", options.file, "File of rows that save wrote, in place of --dir");
+   auto* const live = app.add_flag("--live", options.isLive, "The running kernel, in place of --dir (by running ip)");
+   app.add_option("--netns", options.kernel.netns, "Network namespace for --live")->type_name("NAME")->needs(live);
+   dir->type_name("FOLDER")->excludes(file, live);
+   file->type_name("FILE")->excludes(live);
    app.add_flag("--stats", options.statistics, "Print rows, bytes and row objects (json: to standard error)");
-   app.footer("Exit status: 0 done, 1 an object was refused and the rest filed, 2 bad input.");
+   app.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.");
 
    subcommand("list", "Print every row as text", "list --dir FOLDER");
    subcommand("json", "Print every row as a line of JSON", "json --dir FOLDER");
@@ -140,10 +197,18 @@ void describeCommandLine(CLI::App& app, Options& options)
       sub->add_option("KIND", options.kind)->required()->check(CLI::IsMember({"nexthop", "group"}));
       sub->add_option("ID", options.id)->required();
    }
-   auto* const diff =
-      subcommand("diff", "Print the changes between two folders, genId and entryId excepted", "diff OLD NEW");
-   diff->add_option("OLD", options.before)->required();
-   diff->add_option("NEW", options.after)->required();
+   auto* const diff = subcommand("diff", "Print the changes from OLD to NEW, genId and entryId excepted",
+                                 "diff OLD NEW\nExample: nexthop-rows diff OLD --live");
+   diff->add_option("OLD", options.before, "A folder, or a file of rows")->required();
+   diff->add_option("NEW", options.after, "The same; without it --dir, --file or --live")->excludes(dir, file, live);
+   subcommand("check", "Verify the bytes of every row", "check --file FILE");
+   subcommand("save", "Write all rows to a file, for --file", "save FILE --live")
+      ->add_option("FILE", options.target)
+      ->required();
+   auto* const watch = subcommand("watch", "Follow the running kernel: print the rows, then every change, until SIGINT",
+                                  "watch --live --netns NAME --json");
+   watch->add_flag("--json", options.isJson, "Print a line of JSON for each change");
+   watch->needs(live);
    app.require_subcommand(0, 1);
 }
 
@@ -152,7 +217,7 @@ void describeCommandLine(CLI::App& app, Options& options)
 int main(int argc, char** argv)
 {
    constexpr int done = 0;
-   constexpr int refused = 1;
+   constexpr int bad = 1;
    constexpr int badInput = 2;
    CLI::App app("Files a Linux kernel's next-hop objects as table rows.", "nexthop-rows");
    Options options;
@@ -174,5 +239,5 @@ int main(int argc, char** argv)
       std::cerr << "nexthop-rows: " << error.what() << '\n';
       return badInput;
    }
-   return notes.anyRefused() ? refused : done;
+   return notes.isAnyBad() ? bad : done;
 }

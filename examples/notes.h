@@ -1,4 +1,4 @@
-// Tells the user, a line each, which objects became no row or no valid one, and why.
+// Tells the user, a line each, which objects became no row or no valid one, and why, and what else is amiss.
 #pragma once
 
 #include <ostream>
@@ -21,11 +21,22 @@ public:
    /// The object should have become a row, or part of one, and cannot.
    void refused(const std::string& object, const std::string& reason)
    {
-      anyRefused_ = true;
+      isAnyBad_ = true;
       write(object, "refused", reason);
    }
 
-   bool anyRefused() const { return anyRefused_; }
+   /// The bytes of a row are not those of a row.
+   void faulty(const std::string& row, const std::string& reason)
+   {
+      isAnyBad_ = true;
+      write(row, "faulty", reason);
+   }
+
+   /// What a program said that did its work.
+   void said(const std::string& program, const std::string& text) { write(program, "says", text); }
+
+   /// Whether an object was refused or a row is faulty.
+   bool isAnyBad() const { return isAnyBad_; }
 
 private:
    void write(const std::string& object, const char* fate, const std::string& reason)
@@ -34,7 +45,7 @@ private:
    }
 
    std::ostream& out_;
-   bool anyRefused_ = false;
+   bool isAnyBad_ = false;
 };
 
 } // namespace NexthopRows

@@ -36,17 +36,48 @@ std::vector<Change<Row>> changesBetween(const Table& before, const Table& after)
    return changes;
 }
 
-/// "valid true -> false, portId 10 -> 11": the columns that differ, in column order, genId and entryId excepted.
+/// The columns that differ, in column order, genId and entryId excepted: {"portId": {"old": 10, "new": 11}}.
 template <class Row>
-std::string changedColumns(const Row& before, const Row& after)
+nlohmann::ordered_json changedColumns(const Row& before, const Row& after)
 {
    const auto was = nlohmann::ordered_json::parse(before.toJson());
    const auto is = nlohmann::ordered_json::parse(after.toJson());
-   std::string text;
+   auto columns = nlohmann::ordered_json::object();
    for (const auto& [name, value] : was.items())
       if (value != is.at(name) && name != "genId" && name != "entryId")
-         text += (text.empty() ? "" : ", ") + name + ' ' + value.dump() + " -> " + is.at(name).dump();
-   return text;
+         columns[name] = {{"old", value}, {"new", is.at(name)}};
+   return columns;
+}
+
+/// "nexthop 7 inserted: ", "... removed: " and the row, or "... changed: " and "portId 10 -> 11, drop true -> false".
+template <class Row>
+std::string changeText(const std::string& kind, const Change<Row>& change)
+{
+   const Row& row = change.after ? *change.after : *change.before;
+   const std::string name = kind + ' ' + std::to_string(row.id());
+   if (!change.before)
+      return name + " inserted: " + row.toString();
+   if (!change.after)
+      return name + " removed: " + row.toString();
+   const auto changed = changedColumns(*change.before, row);
+   std::string columns;
+   for (const auto& [column, values] : changed.items())
+      columns += (columns.empty() ? "" : ", ") + column + ' ' + values.at("old").dump() + " -> " +
+                 values.at("new").dump();
+   return name + " changed: " + columns;
+}
+
+/// {"event":"inserted","type":"nexthop","id":7,"row":{...}}, the same with "removed", or "replaced" with the
+/// changedColumns as "changes" in place of the row.
+template <class Row>
+std::string changeJson(const std::string& kind, const Change<Row>& change)
+{
+   const Row& row = change.after ? *change.after : *change.before;
+   const bool isReplaced = change.before && change.after;
+   const std::string event = isReplaced ? "replaced" : change.after ? "inserted" : "removed";
+   return R"({"event":")" + event + R"(","type":")" + kind + R"(","id":)" + std::to_string(row.id()) +
+          (isReplaced ? R"(,"changes":)" + changedColumns(*change.before, row).dump() : R"(,"row":)" + row.toJson()) +
+          '}';
 }
 
 } // namespace NexthopRows

@@ -119,7 +119,7 @@ private:
 };
 
 template <class T>
-ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
+inline ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
 {
    if (isNull())
       return {};
@@ -130,7 +130,7 @@ ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
 }
 
 template <class T>
-bool BaseRow::arrayColumnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
+inline bool BaseRow::arrayColumnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
    const auto mine = arrayColumn<T>(offset).bytes();
    const auto others = other.arrayColumn<T>(otherOffset).bytes();
@@ -165,7 +165,7 @@ inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
 }
 
 template <class T, ContiguousRangeOf<T> R>
-void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
+inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
       contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
@@ -174,7 +174,7 @@ void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 }
 
 template <class T>
-void BaseRow::setColumn(len_t offset, const std::vector<T>& value, len_t fdLen)
+inline void BaseRow::setColumn(len_t offset, const std::vector<T>& value, len_t fdLen)
 {
    setColumn<T>(offset, std::span<const T>(value), fdLen);
 }

@@ -373,7 +373,8 @@ protected:
    /// As checkedBytes, of a row that has a buffer.
    unsigned char* checkedBytesOfBuffer(std::uint32_t offset, std::uint32_t width) const
    {
-      checkInside(std::size_t{rowOffset_} + offset, width, rowBuf_->length());
+      if (!isInside(rowOffset_, std::size_t{offset} + width, rowBuf_->length())) [[unlikely]]
+         throwOutside(offset, width);
       return header() + offset;
    }
 
@@ -409,6 +410,11 @@ private:
    }
 
    [[noreturn]] [[gnu::noinline]] static void throwNullRow() { ZoNullRow::throwException("null row"); }
+
+   [[noreturn]] [[gnu::noinline]] void throwOutside(std::uint32_t offset, std::uint32_t width) const
+   {
+      throwOutsideBuffer(std::size_t{rowOffset_} + offset, width, rowBuf_->length());
+   }
 
    [[noreturn]] [[gnu::noinline]] static void throwReadOnly()
    {

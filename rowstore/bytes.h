@@ -54,10 +54,17 @@ inline constexpr const char* assertionFile = "baseRow";
                                 ", lie outside the buffer of " + std::to_string(available) + " bytes");
 }
 
-/// Throws ZoOutOfRange unless [offset, offset + width) lies inside `available` bytes. Wide, so nothing wraps.
+/// Whether `length` bytes from `start` on lie inside `available` bytes. Wide, so nothing wraps, and signed, so that one
+/// difference serves every column of a row.
+[[nodiscard]] constexpr bool isInside(std::size_t start, std::size_t length, std::size_t available) noexcept
+{
+   return static_cast<std::ptrdiff_t>(length) <= static_cast<std::ptrdiff_t>(available - start);
+}
+
+/// Throws ZoOutOfRange unless [offset, offset + width) lies inside `available` bytes.
 inline void checkInside(std::size_t offset, std::size_t width, std::size_t available)
 {
-   if (offset + width > available) [[unlikely]]
+   if (!isInside(offset, width, available)) [[unlikely]]
       throwOutsideBuffer(offset, width, available);
 }
 

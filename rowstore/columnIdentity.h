@@ -36,7 +36,7 @@ template <FixedColumnType T>
 }
 
 template <FixedColumnType T>
-bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
+inline bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
    requireBuffer();
    other.requireBuffer();
@@ -45,7 +45,7 @@ bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset)
 }
 
 template <FixedColumnType T>
-bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
+inline bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
    requireBuffer();
    other.requireBuffer();
@@ -54,7 +54,7 @@ bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) 
 }
 
 template <FixedColumnType T>
-std::uint64_t BaseRow::columnHash(len_t offset) const
+inline std::uint64_t BaseRow::columnHash(len_t offset) const
 {
    return hashValue<T>(checkedBytes(offset, sizeof(T)));
 }

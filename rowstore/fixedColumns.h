@@ -12,7 +12,7 @@ namespace Zorva {
 inline constexpr int clearAssertionLine = 327;
 
 template <FixedColumnType T>
-void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
+inline void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
       contractViolated("fdLen != 0", __LINE__, __PRETTY_FUNCTION__);
@@ -23,7 +23,7 @@ void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
 }
 
 template <std::same_as<EthAddr> T>
-void BaseRow::getColumn(len_t offset, T& out) const
+inline void BaseRow::getColumn(len_t offset, T& out) const
 {
    if (isNull())
       setToNull<T>(out);

@@ -21,7 +21,7 @@ namespace Zorva {
 class RowListing
 {
 public:
-   explicit RowListing(std::span<const unsigned char> row) : row_(row) { text_.imbue(std::locale::classic()); }
+   explicit RowListing(std::span<const unsigned char> row) : row_(row) { makePlain(text_); }
 
    std::string build(std::span<const Column> columns)
    {
@@ -139,11 +139,18 @@ private:
       return {};
    }
 
+   /// The same text whatever the global locale, and all of it: a failed allocation leaves as what it is.
+   static void makePlain(std::ostream& stream)
+   {
+      stream.imbue(std::locale::classic());
+      stream.exceptions(std::ios_base::badbit);
+   }
+
    template <class T>
    static std::string formatted(const T& value)
    {
       std::ostringstream stream;
-      stream.imbue(std::locale::classic());
+      makePlain(stream);
       stream << value;
       return stream.str();
    }

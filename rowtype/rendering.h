@@ -11,6 +11,7 @@
 #include <array>
 #include <charconv>
 #include <locale>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -22,7 +23,10 @@ namespace Zorva {
 
 enum class Form : bool { text, json };
 
-/// Collects text: on the stack first, in a string once it is longer.
+/// The formatting flags of a fresh stream.
+inline constexpr std::ios_base::fmtflags plainFlags = std::ios_base::skipws | std::ios_base::dec;
+
+/// Collects text: in place first, in a string once it is longer.
 class TextBuffer final : public std::streambuf
 {
 public:
@@ -53,9 +57,18 @@ public:
 
    std::string str() const
    {
+      if (spilled_.empty())
+         return std::string(waiting());
       std::string text;
       text.reserve(spilled_.size() + waiting().size());
       return text.append(spilled_).append(waiting());
+   }
+
+   /// Drops the text and the memory that a long one took.
+   void clear() noexcept
+   {
+      setp(room_, room_ + sizeof room_);
+      std::string().swap(spilled_);
    }
 
    /// Writes everything to `os`, as one insertion of plain text.
@@ -93,32 +106,75 @@ private:
    std::string spilled_;
 };
 
-/// Writes columns into a TextBuffer, plain and independent of the global locale.
+/// Writes columns into a TextBuffer, plain and independent of the global locale. Making a stream takes longer than
+/// writing a row, so each thread keeps one and lends it to a writer. A writer has one of its own while that is lent (an
+/// operator that writes a column may render a row in turn) and once the thread is about to end.
 class PlainWriter
 {
 public:
-   PlainWriter() : stream_(&buffer_)
+   PlainWriter() : stream_(isLent ? own_.emplace() : lend()) {}
+   PlainWriter(const PlainWriter&) = delete;
+   PlainWriter& operator=(const PlainWriter&) = delete;
+   ~PlainWriter()
    {
-      stream_.exceptions(std::ios_base::badbit); // a failed allocation leaves as what it is
-      if (stream_.getloc() != std::locale::classic())
-         stream_.imbue(std::locale::classic());
+      if (!own_)
+         takeBack(stream_);
    }
 
-   void literal(std::string_view text) { buffer_.append(text); }
-   void number(std::uint64_t value) { buffer_.appendNumber(value); }
-   void number(int value) { buffer_.appendNumber(value); }
+   void literal(std::string_view text) { stream_.buffer.append(text); }
+   void number(std::uint64_t value) { stream_.buffer.appendNumber(value); }
+   void number(int value) { stream_.buffer.appendNumber(value); }
 
    template <class T>
    void formatted(const T& value)
    {
-      stream_ << value;
+      stream_.os << value;
    }
 
-   const TextBuffer& buffer() const { return buffer_; }
+   const TextBuffer& buffer() const { return stream_.buffer; }
 
 private:
-   TextBuffer buffer_;
-   std::ostream stream_;
+   struct Stream
+   {
+      Stream()
+      {
+         os.exceptions(std::ios_base::badbit); // a failed allocation leaves as what it is
+         if (os.getloc() != std::locale::classic())
+            os.imbue(std::locale::classic());
+      }
+
+      TextBuffer buffer;
+      std::ostream os{&buffer};
+   };
+
+   struct ThreadStream : Stream
+   {
+      ~ThreadStream() { isLent = true; } // for good
+   };
+
+   static Stream& lend()
+   {
+      thread_local ThreadStream stream;
+      isLent = true;
+      return stream;
+   }
+
+   /// Makes the stream as good as new, whatever the operators did to it.
+   static void takeBack(Stream& stream) noexcept
+   {
+      stream.buffer.clear();
+      stream.os.clear();
+      stream.os.flags(plainFlags);
+      stream.os.width(0);
+      stream.os.precision(6);
+      stream.os.fill(' ');
+      isLent = false;
+   }
+
+   static inline constinit thread_local bool isLent = false;
+
+   std::optional<Stream> own_;
+   Stream& stream_;
 };
 
 /// Writes columns into a caller's stream, in that stream's formatting.
@@ -224,7 +280,7 @@ inline constexpr std::string_view nullRowText = "len: 0, NULL";
 /// Whether `os` writes numbers and text as a fresh stream of the classic locale does.
 inline bool isPlain(const std::ostream& os)
 {
-   return os.flags() == (std::ios_base::skipws | std::ios_base::dec) && os.width() == 0 && os.fill() == ' ' &&
+   return os.flags() == plainFlags && os.width() == 0 && os.fill() == ' ' &&
           os.getloc() == std::locale::classic();
 }
 

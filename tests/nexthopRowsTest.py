@@ -1,13 +1,15 @@
-"""nexthop-rows, run on the recordings and on made-up dumps.
+"""nexthop-rows, run on the recordings, on made-up dumps and files, and on a network namespace made for it.
 
 NEXTHOP_ROWS is the program, RECORDINGS the folder of recordings.
 """
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import tempfile
 import unittest
+import zlib
 
 RECORDINGS = pathlib.Path(os.environ["RECORDINGS"])
 FOLDERS = sorted(file.parent for file in RECORDINGS.glob("*/expected.json"))
@@ -33,9 +35,10 @@ class NexthopRows(unittest.TestCase):
         self.addCleanup(temporary.cleanup)
         self.folder = pathlib.Path(temporary.name)
 
-    def run_rows(self, *arguments, status=0):
-        run = subprocess.run([os.environ["NEXTHOP_ROWS"], *map(str, arguments)], capture_output=True, text=True)
-        self.assertEqual(run.returncode, status, run.stderr)
+    def run_rows(self, *arguments, status=0, **environment):
+        run = subprocess.run([os.environ["NEXTHOP_ROWS"], *map(str, arguments)], capture_output=True, text=True,
+                             env=os.environ | environment)
+        self.assertIn(run.returncode, status if isinstance(status, tuple) else (status,), run.stderr)
         return run.stdout, run.stderr
 
     def rows(self, nexthop, neigh=(NEIGHBOUR,), link=(ETHERNET, TUN), status=0):
@@ -164,6 +167,102 @@ class NexthopRows(unittest.TestCase):
         for arguments in (["json", "--dir", self.folder], ["diff", self.folder, RECORDINGS], ["list"], [],
                           ["get", "route", 1, "--dir", FOLDERS[0]], ["get", "group", 2**32, "--dir", FOLDERS[0]]):
             self.assertTrue(self.run_rows(*arguments, status=2)[1])
+
+    def test_saved_rows_come_back(self):
+        file = self.folder / "rows"
+        for folder in FOLDERS:
+            rows = self.run_rows("json", "--dir", folder, status=(0, 1))[0]
+            saved = self.run_rows("save", file, "--dir", folder, status=(0, 1))[0]
+            self.assertEqual(saved, f"{len(rows.splitlines())} rows saved\n")
+            self.assertEqual(self.run_rows("json", "--file", file), (rows, ""))
+            self.assertEqual(self.run_rows("check", "--file", file)[0], saved.replace("saved", "verified"))
+        for target, reason in ((self.folder / "none" / "rows", "No such file"), ("/dev/null", "not a file that can")):
+            self.assertIn(reason, self.run_rows("save", target, "--file", file, status=2)[1])
+        self.assertEqual(os.listdir(self.folder), ["rows"])
+
+    def test_damaged_file(self):
+        file = self.folder / "rows"
+
+        def content(*rows):
+            texts = (f"P4RuntimeRouting::{kind} {len(row)} {zlib.crc32(row):08x}\n".encode() + row for kind, row in rows)
+            return b"nexthop-rows file 1: %d rows\n" % len(rows) + b"".join(text + b"\n" for text in texts)
+
+        def flipped(data, at):
+            return data[:at] + bytes([data[at] ^ 1 << at % 8]) + data[at + 1:]
+
+        def load(data, status=2):
+            file.write_bytes(data)
+            rows, errors = self.run_rows("json", "--file", file, status=status)
+            self.assertTrue(rows if not errors else not rows and f": {file}: damaged at byte " in errors, errors)
+            return errors
+
+        self.rows([GOOD, {"id": 9, "group": [{"id": 1}]}])
+        self.run_rows("save", file, "--dir", self.folder)
+        saved = file.read_bytes()
+        nexthop, group = ("NexthopInfoRow", saved[72:124]), ("EcmpMemberListRow", saved[-50:-1])
+        self.assertEqual(saved, content(nexthop, group))
+        load(content((group[0], group[1][:38] + b"\xf0" + group[1][39:])), 0)  # spare bits of an array header
+        self.run_rows("save", file, "--file", file)
+        self.assertEqual(file.read_bytes(), content(group))
+        for at in range(len(saved)):
+            load(saved[:at])
+            load(flipped(saved, at))
+        for kind, row in nexthop, group:  # damage that the checksum fits
+            for at in range(len(row)):
+                load(content((kind, flipped(row, at))), (0, 2))
+        for data, error in ((b"{}", "0: no file of rows"), (content(("Row", b"")), "28: unknown row type"),
+                            (content(nexthop, nexthop), "171: a second row with id 1"), (content() + b"x", "28: bytes"),
+                            (content(("EcmpMemberListRow", nexthop[1])), "75: bytes are no P4RuntimeRouting::Ecmp")):
+            self.assertIn(error, load(data))
+
+    def test_what_ip_does(self):
+        program, live = self.folder / "ip", ["--live", "--netns", "of mine"]
+        path = f"{self.folder}:{os.environ['PATH']}"
+        self.assertIn("ip -j -d nexthop: No such file", self.run_rows("list", "--live", PATH="/none", status=2)[1])
+        for script, reason in (("echo no >&2; exit 3", "nexthop: exit status 3: no"), ("kill -9 $$", "signal 9"),
+                               ("echo []", "ip -n of mine -j -d link: printed no link"),
+                               ("yes '' | head -c 400000 | tee /dev/stderr", "link: printed no link")):
+            program.write_text("#!/bin/sh\n" + script)
+            program.chmod(0o755)
+            self.assertIn(reason, self.run_rows("list", *live, PATH=path, status=2)[1])
+        program.write_text(f"""#!/bin/sh\n[ "$1" = -n ] && [ "$2" = "of mine" ] && shift 2; for last; do :; done
+            case "$*" in "-j -d nexthop" | "-j neigh" | "-j -d link") cat "{FOLDERS[0]}/$last.json";;
+            "monitor nexthop link neigh") echo gone >&2; exit 1;; esac""")
+        rows = self.run_rows("list", *live, PATH=path)[0]
+        self.assertEqual(rows, self.run_rows("list", "--dir", FOLDERS[0])[0])
+        output, notes = self.run_rows("watch", *live, PATH=path, status=2)
+        self.assertEqual([line.split(" inserted: ")[1] for line in output.splitlines()], rows.splitlines())
+        self.assertRegex(notes, "(?s)ip -n of mine monitor nexthop link neigh.* gone\n.*ended, exit status 1")
+
+    def test_watch(self):
+        netns = f"nexthop-rows-{os.getpid()}"
+        if (made := subprocess.run(["ip", "netns", "add", netns], capture_output=True)).returncode:
+            self.skipTest(f"no network namespace can be made here: {made.stderr}")
+        self.addCleanup(subprocess.run, ["ip", "netns", "del", netns], check=True)
+
+        def ip(command):
+            subprocess.run(["ip", "-n", netns, *command.split()], check=True, stdout=subprocess.DEVNULL)
+
+        for command in ("link add e0 up type veth peer name e1 up", "addr add 192.0.2.1/24 dev e0",
+                        "nexthop add id 1 via 192.0.2.2 dev e0"):
+            ip(command)
+        steps = {"link": ("inserted nexthop 1", {"genId": 1, "valid": False}),
+                 "neigh add 192.0.2.2 lladdr 02:00:00:00:00:01 dev e0": ("replaced nexthop 1", {
+                     "valid": [False, True], "dmac": ["00:00:00:00:00:00", "02:00:00:00:00:01"]}),
+                 "nexthop add id 9 group 1": ("inserted group 9", {"member": [1], "valid": True}),
+                 "link set e1 down": ("removed nexthop 1", {"valid": True}),  # by the kernel, and the group with it
+                 "neigh": ("removed group 9", {"member": [1]})}
+        command = ["timeout", "60", os.environ["NEXTHOP_ROWS"], "watch", "--live", "--netns", netns, "--json"]
+        with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as watch:
+            for command, (event, content) in steps.items():
+                ip(command)
+                line = json.loads(watch.stdout.readline())
+                self.assertEqual(f"{line['event']} {line['type']} {line['id']}", event)
+                columns = line.get("row") or {name: [*both.values()] for name, both in line["changes"].items()}
+                self.assertEqual(columns, line.get("row", {}) | content)
+            watch.send_signal(signal.SIGINT)
+            self.assertEqual((watch.wait(), watch.stdout.read()), (0, ""))
+        self.assertEqual(subprocess.check_output(["ip", "netns", "pids", netns]), b"")  # the monitor has ended too
 
 
 if __name__ == "__main__":

@@ -1,0 +1,20 @@
+// Follows the running kernel: keeps tables of its rows and prints every change to them.
+#pragma once
+
+#include <ostream>
+
+#include "examples/importer.h"
+#include "examples/liveKernel.h"
+
+namespace NexthopRows {
+
+/// Files the kernel's rows and prints them to `out` as inserted; then files and prints every change, at once and a line
+/// each, as text or as JSON (changeText, changeJson), until SIGINT, SIGTERM or SIGHUP, or until `out` fails. A row keeps
+/// the genId of the import that inserted or last changed it. Notes go to `notes`, those that the import before gave too
+/// excepted. Returns the tables. Throws BadInput when the first import fails, or three later ones in a row, or when the
+/// monitor, the `ip` that tells of changes, ends.
+///
+/// Once in a process: a second signal ends it at once, and SIGPIPE stays ignored.
+Tables watchKernel(const LiveKernel& kernel, bool isJson, std::ostream& out, std::ostream& notes);
+
+} // namespace NexthopRows

@@ -1,0 +1,150 @@
+// Rows without a type: construction, sharing, fixed columns, the order of tests, and rows whose bytes lie.
+#include "tests/support/rows.h"
+#include "tests/support/testRow.h"
+
+using namespace Test;
+using Row = Exposed<BaseRow>;
+
+TEST(BaseRow, CountersPerOperation)
+{
+   BaseRow row(52), other(37), taken(8);
+   const NexthopInfoRow hop;
+   const std::pair<std::function<void()>, Counts> cases[] = {
+      {[] { BaseRow(52), BaseRow(37, 50), BaseRow(); }, {1, 2, 0, 0, 0, 0}},
+      {[&] { (void)Zorva::SubRow(BaseRow(row), 4); }, {0, 0, 2, 0, 0, 0}},
+      {[&] { const BaseRow moved(std::move(taken)); }, {0, 0, 0, 1, 0, 0}},
+      {[&] { (other = row) = BaseRow(); }, {1, 0, 0, 0, 1, 1}},
+      {[&] { BaseRow& same = row; ((row = same) = std::move(same)).shareContents(other); }, {}},
+      {[] { (void)BaseRow(52).clone(); }, {0, 2, 0, 1, 0, 0}},
+      {[] { (void)BaseRow().clone(); }, {2, 0, 0, 1, 0, 0}},
+      {[&] { (void)hop.clone(); }, {0, 1, 0, 2, 0, 0}},
+      {[] { EcmpMemberListRow(1, 2, true, 3, 4, {1}, {2}), NexthopInfoRow::key(7); }, {0, 2, 1, 0, 0, 0}},
+   };
+   for (const auto& [call, counts] : cases)
+      EXPECT_EQ(countsOf(call), counts) << "case " << &counts - &cases[0].second;
+}
+
+TEST(BaseRow, CopiesShareTheBufferUntilOneWrites)
+{
+   Row row(37, 50), copy(row);
+   const auto* const buffer = row.rowBuf_.get();
+   EXPECT_TRUE(row.rowBuf_.use_count() == 2 && copy.rowBuf_.get() == buffer && buffer->length() == 50);
+   copy.setColumn<unsigned>(25, 258u, 37);
+   EXPECT_TRUE(isBytes(row, "25 00 00 00 | 00*33"));
+   EXPECT_TRUE(isBytes(copy, "25 00 00 00 | 00*21 | 02 01 00 00 | 00*8"));
+   EXPECT_EQ(copy.rowBuf_->length(), 37);
+   row.setColumn<bool>(20, true, 37); // a sole owner writes in place
+   copy = row;
+   copy.rowTypeIs(9); // so does this one
+   copy.clear(5);     // a new buffer as long as the old one
+   EXPECT_TRUE(isBytes(copy, "05 00 00 00 00") && copy.rowBuf_->length() == 50);
+   EXPECT_TRUE(isBytes(row, "25 00 09 00 | 00*16 | 01 | 00*16") && row.rowBuf_.get() == buffer);
+   row.clearRow();
+   EXPECT_TRUE(isBytes(row, "25 00 09 00 | 00*33"));
+}
+
+TEST(BaseRow, PlaceAndFlagsFollowTheRowNotTheBuffer)
+{
+   Row view(Zorva::SubRow(rowOf("0c 00 00 00 | 00*4 | 04 00 07 00"), 8)), receiver(16);
+   view.readOnlyIs(true);
+   const Row moved(std::move(view)), clone = moved.clone();
+   EXPECT_TRUE(view.isNull() && view.subRow_ && view.readOnly() && view.rowOffset_ == 8);
+   EXPECT_TRUE(moved.subRow_ && moved.readOnly() && moved.rowType() == 7);
+   EXPECT_TRUE(!clone.subRow_ && !clone.readOnly() && clone.rowBuf_->length() == 4 && isBytes(clone, "04 00 07 00"));
+   receiver.shareContents(moved);
+   EXPECT_TRUE(receiver.rowOffset_ == 0 && !receiver.subRow_ && !receiver.readOnly() && receiver.rowLength() == 12);
+
+   Row alone = rowOf("0c 00 00 00 01 02 03 04 05 06 07 08");
+   alone.subRow_ = true; // a view whose parent is gone: the private copy frees the bytes that the value lies in
+   alone.setColumn<EthAddr>(4, *reinterpret_cast<const EthAddr*>(alone.header() + 6), 12);
+   EXPECT_TRUE(isBytes(alone, "0c 00 00 00 03 04 05 06 07 08 07 08"));
+}
+
+TEST(BaseRow, TestsComeInOrder)
+{
+   Row null, row = rowOf("34 00 00 00 | 63*48"), shared(row);
+   NexthopInfoRow hop(null);
+   for (BaseRow* const each : std::initializer_list<BaseRow*>{&null, &row, &hop})
+      each->readOnlyIs(true);
+   EthAddr mac(1, 2, 3, 4, 5, 6);
+   expectFailure(readOnlyRow, {[&] { null.rowLengthIs(4); }, [&] { null.rowTypeIs(4); }, [&] { null.clearRow(); },
+                               [&] { null.updateVCT(29, 37, 14, false); }, [&] { row.clear(52); },
+                               [&] { row.clearRow(); }, [&] { row.makeFreeSpace(row.slotAt(29), 65535, 52); }});
+   EXPECT_EQ(shared.rowBuf_.use_count(), 2);
+   expectFailure(readOnlyRow, {[&] { row.setColumn(25, 1u, 52); }, [&] { row.setColumn(25, upTo(8192), 52); }});
+   EXPECT_TRUE(shared.rowBuf_.use_count() == 1 && snapshot(row) == snapshot(shared)) << "copies, then refuses";
+   expectFailure(nullRow, {[&] { null.rowLength(); }, [&] { null.setColumn(4, true, 52); }, [&] { null.clear(60); },
+                           [&] { null.setColumn(29, upTo(8192), 37); }, [&] { hop.idIs(1); }, [&] { hop.id(); },
+                           [&] { null.updateFixElemArray<unsigned>(29, 37, upTo(0)); }, [&] { row.rowEqual(null); },
+                           [&] { Row(8).columnLess<unsigned>(25, null, 25); }, [&] { null.columnHash<unsigned>(25); },
+                           [&] { null.columnEqual<bool>(4, row, 60000); }});
+   expectFailure("none", {[] { Row().clearRow(); }, [&] { hop.clearRow(); }, [&] { null.getColumn(33, mac); }});
+   expectFailure("Halvo::AssertException: baseRow:427: updateVCT: field length greater than 32767 bytes",
+                 {[&] { null.updateVCT(29, 37, 32768, false); }});
+   expectFailure("Halvo::AssertException: baseRow:327: clear: setting fixed data length forBaseRow longer than "
+                 "buffer size", {[&] { row.clear(53); }});
+   expectFailure("Zorva::ZoNotSupported: rowLess not supported on generic base rows", {[&] { null.rowLess(null); }});
+   expectFailure("Zorva::ZoNotSupported: rowHash not supported on generic base rows", {[&] { null.rowHash(); }});
+   EXPECT_TRUE(mac == EthAddr() && null.toJson().empty());
+}
+
+template <class T>
+void expectOrder(const T& less, const T& more)
+{
+   Row a(40), b(40);
+   a.setColumn<T>(5, less, 40);
+   b.setColumn<T>(11, more, 40);
+   EXPECT_TRUE(b.readColumn<T>(11) == more && a.columnLess<T>(5, b, 11) && b.columnEqual<T>(11, b.clone(), 11));
+   EXPECT_FALSE(b.columnLess<T>(11, a, 5) || a.columnEqual<T>(5, b, 11) || a.columnLess<T>(5, a, 5));
+}
+
+TEST(BaseRow, ColumnsOrderByValueAndHashWidened)
+{
+   expectOrder<unsigned>(1, 4294967295);
+   expectOrder<unsigned short>(255, 65535);
+   expectOrder<unsigned long>(1, 1ul << 63);
+   expectOrder<int>(-1, 1);
+   expectOrder<bool>(false, true);
+   expectOrder<EthAddr>({0, 0, 0, 0, 0, 2}, {0, 0, 0, 0, 1, 0});
+   expectOrder<EthAddr>({0, 255, 255, 255, 255, 255}, {1, 0, 0, 0, 0, 0});
+   const Row row = rowOf("10 00 00 00 | 07 00 00 00 | ff ff ff ff | 02 01 00 00");
+   EXPECT_TRUE(row.columnHash<unsigned>(4) == 7 && row.columnHash<int>(8) == ~0ul);
+   EXPECT_TRUE(row.readColumn<bool>(12) && row.columnLess<bool>(13, row, 12)); // the stored byte counts
+   EXPECT_TRUE(row.rowEqual(Zorva::SubRow(rowOf("14 00 00 00 | 10 00 00 00 07 00*3 ff*4 02 01 00 00"), 4)));
+   for (const char* unlike : {"10 00 01 00 07 00*3 ff*4 02 01 00 00", "10 00 00 00 07 00*3 ff*4 02 01 00 01",
+                              "11 00 00 00 07 00*3 ff*4 02 01 00 00 00"})
+      EXPECT_FALSE(row.rowEqual(rowOf(unlike))) << unlike;
+}
+
+TEST(BaseRow, RefusalsNameOffsetWidthAndBuffer)
+{
+   const auto outside = [](const std::string& offset, const std::string& widthAndBuffer) {
+      return "Zorva::ZoOutOfRange: row bytes at offset " + offset + ", width " + widthAndBuffer + " bytes";
+   };
+   NexthopInfoRow hop;
+   expectFailure("Zorva::ZoBadCast: row type 9 does not match row type 1 0", {[&] { hop = rowOf("08 00 09 00*5"); }});
+   EXPECT_FALSE(hop.rowEqual(NexthopInfoRow())); // left too short, but of another type
+   expectFailure(outside("50", "2, lie outside the buffer of 8"), {[&] { hop.encapId(); }, [&] { hop.encapIdIs(1); }});
+   Row moved(Zorva::SubRow(Row(60), 40)), tiny = rowOf("02 00 00 00"), huge = rowOf("09 01 00 00 00*8");
+   moved.shareContents(Row(16));
+   expectFailure(outside("40", "2, lie outside the buffer of 16"), {[&] { moved.rowLength(); }});
+   expectFailure("Zorva::ZoOutOfRange: row length 2 is shorter than the row header", {[&] { tiny.clearRow(); }});
+   expectFailure(outside("0", "265, lie outside the buffer of 12"), {[&] { huge.clone(); }, [&] { huge.clearRow(); }});
+   expectFailure(outside("65535", "4, lie outside the buffer of 12"), {[&] { huge.readColumn<unsigned>(65535); }});
+   expectFailure(outside("0", "37, lie outside the buffer of 36"), {[] { BaseRow(37, 36); }});
+}
+
+TEST(ContractDeathTest, BrokenContractsStopTheProcessInEveryBuild)
+{
+   Row row(52), null;
+   EXPECT_DEATH(BaseRow(3), "baseRow:.*Assertion .len >= zo_contentOffset. failed");
+   EXPECT_DEATH(row.setColumn<unsigned>(25, 1u, 0), "baseRow:.*Assertion .fdLen != 0. failed");
+   EXPECT_DEATH(row.setColumn<unsigned>(29, upTo(1), 0),
+                "baseRow:1535: void Zorva::BaseRow::setColumn.Zorva::len_t, const std::vector<_Ch_type>&, "
+                "Zorva::len_t. .with T = unsigned int; Zorva::len_t = short unsigned int.: Assertion .fdLen != 0.");
+   EXPECT_DEATH(row.makeFreeSpace(row.slotAt(29), 4, 0),
+                "baseRow:848: Zorva::len_t Zorva::BaseRow::makeFreeSpace.Zorva::VColType&, Zorva::len_t, "
+                "Zorva::len_t.: Assertion .baseRowLength != 0. failed");
+   EXPECT_DEATH(null.vcd(), "baseRow:.*Assertion .0. failed");
+   EXPECT_DEATH(null.baseRowLength(), "baseRow:.*Assertion .0. failed");
+}

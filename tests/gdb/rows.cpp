@@ -1,0 +1,27 @@
+// Rows in the states that the gdb printers tell apart, in global memory so that no optimiser takes them away.
+#include "tests/support/testRow.h"
+
+using namespace Test;
+
+NexthopInfoRow null{BaseRow()}, hop(1, 2, true, 3, 42, 7, {2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 0, 0xfe}, false, -4, 5);
+EcmpMemberListRow group(1, 2, false, 3, 4, {7, 8, 9}, {}), spoilt = group.clone();
+BaseRow generic = BaseRow(hop).readOnlyIs(true), unknown(7);
+const BaseRow& reference = group;
+TestRow parent{BaseRow()}; // with a copy of hop behind its fixed part
+Zorva::SubRow view{BaseRow(), 0};
+EthAddr mac = hop.dmac();
+Zorva::ArrayReference<std::uint32_t> members = group.member();
+alignas(NexthopInfoRow) unsigned char ended[sizeof(NexthopInfoRow)]; // a row whose life is over
+
+[[gnu::noinline]] void ready() { asm volatile("" ::: "memory"); }
+
+int main()
+{
+   BaseRow outer(53 + 52);
+   Zorva::store(const_cast<unsigned char*>(outer.bytes().data()) + 45, 52u << 16 | 53);
+   std::memcpy(const_cast<unsigned char*>(outer.bytes().data()) + 53, hop.bytes().data(), 52);
+   static_cast<BaseRow&>(parent) = outer.rowTypeIs(9);
+   static_cast<BaseRow&>(view) = Zorva::SubRow(outer, 53);
+   std::destroy_at(new (ended) NexthopInfoRow(hop.clone()));
+   ready();
+}

@@ -1,0 +1,90 @@
+// Rows with every possible fault of one byte, one length, offset or count, and of every length, put to every use.
+#include <cstdlib>
+
+#include "tests/support/hostile.h"
+
+using namespace Test;
+
+// The offsets of the row length, of both halves of each slot and of each array's count, those of nested rows included.
+void addFields(std::span<const Zorva::Column> columns, const Bytes& row, std::size_t base, std::vector<std::size_t>& fields)
+{
+   fields.push_back(base);
+   for (const Zorva::Column& column : columns) {
+      if (!column.isVariable())
+         continue;
+      const std::size_t slot = base + column.offset;
+      fields.insert(fields.end(), {slot, slot + 2});
+      if (row[slot + 2] == 0) // short rows
+         continue;
+      if (column.nested != nullptr)
+         addFields(column.nested->columns, row, base + row[slot], fields);
+      else
+         fields.push_back(base + row[slot]);
+   }
+}
+
+template <class Row>
+void hurt(const Bytes& seed)
+{
+   // Single bytes cover every small number; of the large ones, some will do every day.
+   const bool full = std::getenv("ZORVA_TEST_FULL") != nullptr;
+   const auto hurtField = [&](std::size_t at, std::size_t width, unsigned stride) {
+      for (unsigned value = 0; value < 1u << 8 * width; value += stride) {
+         Bytes bytes(seed);
+         std::memcpy(&bytes[at], &value, width);
+         ASSERT_EQ(failureOf([&] { useBytes<Row>(bytes); }), "none") << "offset " << at << ", value " << value;
+      }
+   };
+   for (std::size_t at = 0; at < seed.size(); ++at) {
+      hurtField(at, 1, full ? 1 : 5);
+      const Bytes start(seed.begin(), seed.begin() + static_cast<std::ptrdiff_t>(at));
+      ASSERT_EQ(failureOf([&] { useBytes<Row>(start); }), "none") << "cut off at " << at;
+   }
+   std::vector<std::size_t> fields;
+   addFields(Row::columns_.columns, seed, 0, fields);
+   for (const std::size_t at : fields)
+      hurtField(at, 2, full ? 1 : 1021);
+}
+
+TEST(Hostile, NexthopInfoRow)
+{
+   const NexthopInfoRow hop(1, 2, true, 3, 4, 5, {2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 0, 2}, true, -1, 10);
+   Bytes spare = snapshot(hop);
+   spare.resize(60);
+   for (const Bytes& seed : {snapshot(NexthopInfoRow()), snapshot(hop), spare})
+      hurt<NexthopInfoRow>(seed);
+}
+
+TEST(Hostile, EcmpMemberListRow)
+{
+   for (const std::size_t members : {0u, 1u, 4u})
+      for (const std::size_t watches : {0u, 2u}) {
+         EcmpMemberListRow group(1, 2, true, 3, 4, upTo(members), upTo(watches));
+         hurt<EcmpMemberListRow>(snapshot(group));
+         hurt<EcmpMemberListRow>(snapshot(group.memberIs(upTo(members / 2)).watchIs({7}))); // dead bytes
+      }
+}
+
+TEST(Hostile, RowsWithNestedRows)
+{
+   for (const bool hasHop : {false, true})
+      for (const bool hasGroup : {false, true}) {
+         Exposed<TestRow> row;
+         const auto nest = [&](len_t slot, const BaseRow& nested) {
+            const auto length = nested.rowLength();
+            const len_t place = row.makeFreeSpace(row.slotAt(slot), length, 53);
+            std::ranges::copy(nested.bytes(), row.header() + place);
+            row.updateVCT(slot, place, length, false);
+         };
+         row.firstIs({1, 2});
+         if (hasHop)
+            nest(45, NexthopInfoRow::key(7));
+         row.setColumn<unsigned>(33, upTo(3), 53);
+         if (hasGroup)
+            nest(49, EcmpMemberListRow(1, 2, true, 3, 4, {1, 2}, {3}));
+         hurt<TestRow>(snapshot(row));
+         row.firstIs({1});
+         row.setColumn<unsigned>(41, upTo(1), 53);
+         hurt<TestRow>(snapshot(row));
+      }
+}

@@ -1,0 +1,82 @@
+// Columns that hold a whole row: views, presence, and rows of the wrong type.
+#include <optional>
+
+#include "tests/support/rows.h"
+#include "tests/support/testRow.h"
+
+using namespace Test;
+
+constexpr len_t hopSlot = 45, groupSlot = 49;
+const std::string parentBytes = "94 00 03 00 | 00*41 | 35 00 34 00 69 00 2b 00 | "
+                                "34 00 01 00 | 00*25 | 07 00*3 | 00*17 | 2a 00 | "
+                                "2b 00 02 00 | 00*25 | 25 00 06 80 | 00*4 | 01 00 07 00 00 00";
+
+TEST(NestedRows, AViewSharesTheParentUntilItIsWritten)
+{
+   std::optional<Exposed<TestRow>> parent(rowOf(parentBytes));
+   Exposed<NexthopInfoRow> view, cleared;
+   EXPECT_EQ(countsOf([&] { parent->readOnlyIs(true).getColumnStruct<NexthopInfoRow>(hopSlot, view); }),
+             (Counts{0, 0, 1, 1, 0, 1}));
+   EXPECT_TRUE(parent->rowBuf_.use_count() == 2 && view.rowOffset_ == 53 && view.subRow_ && view.portId() == 7);
+   cleared = view;
+   expectFailure(readOnlyRow, {[&] { cleared.clearRow(); }});
+   cleared.readOnlyIs(false).clearRow(); // keeps its position, in a buffer as long as its parent's
+   EXPECT_TRUE(cleared.rowOffset_ == 53 && cleared.subRow_ && cleared.rowBuf_->length() == 148);
+   EXPECT_TRUE(isBytes(cleared, "34 00 01 00 | 00*48") && isBytes(*parent, parentBytes));
+   parent.reset();
+   view.readOnlyIs(false).clearRow(), view.portIdIs(8);
+   EXPECT_TRUE(view.rowOffset_ == 0 && !view.subRow_ && view.rowBuf_->length() == 52 && view.portId() == 8);
+}
+
+template <class R>
+void expectPresence(len_t slot, const std::string& equalRowsLess)
+{
+   const TestRow present(rowOf(parentBytes)), absent, null{BaseRow()};
+   EXPECT_EQ(present.columnHash<R>(slot), Zorva::nestedRow<R>(present, slot).rowHash());
+   expectFailure(equalRowsLess, {[&] { (void)present.columnLess<R>(slot, present, slot); }});
+   EXPECT_TRUE(present.columnEqual<R>(slot, TestRow(rowOf(parentBytes)), slot));
+   for (const TestRow* none : {&absent, &null}) {
+      EXPECT_FALSE(none->columnEqual<R>(slot, absent, slot) || none->columnLess<R>(slot, absent, slot));
+      EXPECT_TRUE(none->columnLess<R>(slot, present, slot) && !none->columnEqual<R>(slot, present, slot));
+      EXPECT_FALSE(present.columnLess<R>(slot, *none, slot) || present.columnEqual<R>(slot, *none, slot));
+      expectFailure(nullRow, {[&] { none->columnHash<R>(slot); }});
+   }
+   EXPECT_EQ(countsOf([&] { present.columnHash<R>(slot); }), (Counts{1, 0, 2, 1, 0, 1}));
+   EXPECT_EQ(countsOf([&] { (void)absent.columnEqual<R>(slot, absent, slot); }), (Counts{4, 0, 1, 0, 0, 2}));
+   EXPECT_EQ(countsOf([&] { (void)present.columnEqual<R>(slot, present, slot); }), (Counts{2, 0, 3, 2, 0, 2}));
+}
+
+TEST(NestedRows, PresenceDecidesFirst)
+{
+   expectPresence<NexthopInfoRow>(hopSlot, "none");
+   expectPresence<EcmpMemberListRow>(groupSlot, "Zorva::ZoNotSupported: column less not supported for arrays");
+}
+
+TEST(NestedRows, WrongTypesAndPlacesAreRefused)
+{
+   const TestRow parent(rowOf(parentBytes));
+   const Exposed<BaseRow> lies = rowOf("0c 00 00 00 | 09 00 04 00 | 00*4");
+   NexthopInfoRow out;
+   expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 105",
+                 {[&] { parent.getColumnStruct<NexthopInfoRow>(groupSlot, out); }});
+   const auto misplaced = [&] { lies.getColumnStruct<NexthopInfoRow>(4, out); };
+   const std::string text = "Zorva::ZoOutOfRange: row bytes at offset 9, width 4, lie outside the buffer of 12 bytes";
+   EXPECT_EQ(countsOf([&] { expectFailure(text, {misplaced}); }), Counts());
+   EXPECT_EQ(out.rowType(), 2); // the view of the first, untouched by the second
+   EXPECT_FALSE(parent.columnEqual<NexthopInfoRow>(hopSlot, parent, groupSlot)); // the other's type is not tested
+}
+
+TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
+{
+   TestRow row(rowOf(parentBytes)), other(row);
+   EXPECT_TRUE(row.rowEqual(other) && row.rowHash() == other.rowHash());
+   other.flagIs(true), other.macIs({2, 0, 0, 0, 0, 1}), other.portIs(80), other.deltaIs(-5), other.idIs(9);
+   other.stampIs(1), other.firstIs({1, 2});
+   EXPECT_EQ(other.toString(),
+             "flag = true, mac = \"02:00:00:00:00:01\", port = 80, delta = -5, id = 9, stamp = 1, first = [1,2], "
+             "second = [], third = [], fourth = [], hop = {" + row.hop().toString() + "}, group = {genId = 0, "
+             "entryHandle = 0, valid = false, entryId = 0, id = 0, member = [7], watch = []}");
+   EXPECT_EQ(TestRow().toJson().substr(119), "\"fourth\":[], \"hop\":null, \"group\":null}");
+   EXPECT_TRUE(!row.rowEqual(other) && row.rowHash() != other.rowHash() && row.rowLess(other));
+   EXPECT_TRUE(other.flag() && other.port() == 80 && other.delta() == -5 && other.id() == 9 && other.stamp() == 1);
+}

@@ -1,0 +1,3 @@
+// The same race with the row that the lane must report.
+#define KNOWN_BAD
+#include "tests/race/raceTest.cpp"

@@ -1,0 +1,130 @@
+// The two routing row types: their bytes, conversions, identities, operations objects and text.
+#include "tests/support/rows.h"
+#include "tests/support/testRow.h"
+
+using namespace Test;
+using namespace P4RuntimeRouting;
+
+const std::string leading = "01 00*7 | 02 00*7 | 01 | 03 00*3 | 04 00*3 | ";
+const std::string hopBytes = "34 00 01 00 | " + leading + "05 00*3 | 02 00*4 01 | 02 00*4 02 | 00 | ff*4 | 0a 00";
+const std::string groupBytes = "33 00 02 00 | " + leading + "25 00 0e 80 | 00*4 | 03 00 01 00*3 02 00*3 03 00*3";
+const EthAddr dmac(2, 0, 0, 0, 0, 1), smac(2, 0, 0, 0, 0, 2);
+
+TEST(RowTypes, EveryColumnLiesAtItsPlace)
+{
+   EXPECT_TRUE(isBytes(NexthopInfoRow(1, 2, true, 3, 4, 5, dmac, smac, false, -1, 10), hopBytes));
+   EXPECT_TRUE(isBytes(EcmpMemberListRow(1, 2, true, 3, 4, {1, 2, 3}, {}), groupBytes));
+   EXPECT_TRUE(isBytes(EcmpMemberListRow(), "25 00 02 00 | 00*33") && isBytes(NexthopInfoRow(), "34 00 01 00 | 00*48"));
+   EXPECT_TRUE(isBytes(NexthopInfoRow::key(7), "34 00 01 00 | 00*21 | 07 00*26"));
+   EXPECT_TRUE(isBytes(EcmpMemberListRow::key(9), "25 00 02 00 | 00*21 | 09 00*11"));
+   NexthopInfoRow hop;
+   hop.encapIdIs(10).encapTypeIs(-1).dropIs(true).smacIs(smac).dmacIs(dmac).portIdIs(5).idIs(4).entryIdIs(3);
+   EXPECT_TRUE(isBytes(hop.dropIs(false).validIs(true).entryHandleIs(2).genIdIs(1), hopBytes));
+   EXPECT_TRUE(hop.genId() == 1 && hop.entryHandle() == 2 && hop.valid() && hop.entryId() == 3 && hop.id() == 4 &&
+               hop.portId() == 5 && hop.dmac() == dmac && hop.smac() == smac && !hop.drop() && hop.encapType() == -1 &&
+               hop.encapId() == 10);
+   hop.clearRow();
+   EXPECT_TRUE(isBytes(hop, "34 00 01 00 | 00*48") && hop.vcd().empty());
+   const std::string start = R"({"genId":"uint64_t", "entryHandle":"uint64_t", "valid":"bool", "entryId":"uint32_t", )"
+                             R"("id":"uint32_t", )";
+   EXPECT_EQ(EcmpMemberListRow::zoTypeSignature(), start + R"("member":"uint32_t", "watch":"uint32_t"})");
+   EXPECT_EQ(NexthopInfoRow::zoTypeSignature(), start + R"("portId":"uint32_t", "dmac":"EthAddr", "smac":"EthAddr", )"
+             R"("drop":"bool", "encapType":"int32_t", "encapId":"uint16_t"})");
+}
+
+TEST(RowTypes, ConversionsShareAndCheck)
+{
+   Exposed<BaseRow> row = rowOf(hopBytes), other = rowOf(groupBytes);
+   NexthopInfoRow hop(row), &same = hop;
+   EXPECT_EQ(row.rowBuf_.use_count(), 2);
+   expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 4",
+                 {[&] { NexthopInfoRow view(Zorva::SubRow(rowOf("08 00*3 | " + groupBytes), 4)); }});
+   expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 0",
+                 {[&] { NexthopInfoRow copied(std::as_const(other)); }, [&] { NexthopInfoRow::browToString(other); },
+                  [&] { NexthopInfoRow moved(std::move(other)); }, [&] { hop = rowOf(groupBytes); },
+                  [&] { hop = same; }, [&] { (void)(static_cast<const BaseRow&>(hop) == NexthopInfoRow()); }});
+   EXPECT_TRUE(other.isNull() && NexthopInfoRow(other).isNull()) << "moved from, and null rows convert";
+   EXPECT_TRUE(isBytes<BaseRow>(hop, groupBytes)) << "a refused assignment is not undone";
+}
+
+// Each bit of a fixed column decides content identity, of the key column key identity; the type is rowEqual's alone.
+template <class T, class Ops>
+void expectIdentity(const std::string& bytes, std::size_t fixedEnd)
+{
+   Ops ops;
+   const T row(rowOf(bytes)), none{BaseRow()};
+   EXPECT_TRUE(row.rowEqual(row) && ops.rowEquals(row, row) && row == T(row) && !(row < T(row)));
+   for (std::size_t byte = 2; byte < fixedEnd; ++byte)
+      for (const int bit : {1, 128}) {
+         Exposed<BaseRow> other = row.clone();
+         other.header()[byte] = static_cast<unsigned char>(other.header()[byte] ^ bit);
+         const bool isType = byte < 4, isKey = byte >= 25 && byte < 29;
+         EXPECT_TRUE(!row.rowEqual(other) && ops.rowEquals(row, other) == isType) << byte;
+         EXPECT_TRUE((ops.rowHash(other) == row.rowHash()) == isType) << byte;
+         EXPECT_TRUE(ops.keyEquals(row, other) != isKey && (ops.keyHash(other) == row.hash()) != isKey) << byte;
+         EXPECT_TRUE(isType || ops.rowLess(row, other) != ops.rowLess(other, row)) << byte;
+         EXPECT_EQ(ops.keyLess(row, other) || ops.keyLess(other, row), isKey) << byte;
+      }
+   EXPECT_TRUE(ops.keyHash(none) == 0 && ops.rowHash(none) == 0 && ops.unique() && !ops.ordered());
+   EXPECT_TRUE(ops.index() == 0 && ops.getTotalInstructionsExecuted() == 0);
+   expectFailure(nullRow, {[&] { none.hash(); }, [&] { none.rowHash(); }, [&] { row.rowEqual(none); },
+                           [&] { ops.rowEquals(none, row); }, [&] { ops.keyLess(row, none); }, [&] { none.toJson(); }});
+}
+
+TEST(RowTypes, Identity)
+{
+   expectIdentity<NexthopInfoRow, NexthopInfoRowRowOps_KEY>(hopBytes, 52);
+   expectIdentity<EcmpMemberListRow, EcmpMemberListRowRowOps_KEY>(groupBytes, 29);
+   EXPECT_TRUE(NexthopInfoRow().hash() == 0xE6546B64 && NexthopInfoRow::key(1).hash() == 0xBBDDCB5B9BC10E60);
+   const EcmpMemberListRow row(1, 2, true, 3, 4, {1, 2, 3}, {}), other(1, 2, true, 3, 4, {3, 2, 1}, {0});
+   EXPECT_TRUE(EcmpMemberListRow().rowHash() == 0xC6236A478AD00D8C && row.rowHash() == 0x567F10E95A423B4A);
+   using Zorva::arrayColumnHash;
+   EXPECT_TRUE(arrayColumnHash(row.member()) == 0xFB58D153 && arrayColumnHash(other.member()) == 0xFB58F049);
+   EXPECT_TRUE(arrayColumnHash(row.watch()) == 0 && arrayColumnHash(other.watch()) == 0x9E3779B9);
+   EXPECT_TRUE(row.hash() == 0x80EFAF3848C7880D && !row.rowEqual(other));
+   expectFailure("Zorva::ZoNotSupported: column less not supported for arrays", {[&] { row.rowLess(other); }});
+   NexthopInfoRow a(1, 2, true, 3, 4, 5, dmac, smac, false, -1, 10), b(1, 2, true, 3, 4, 5, dmac, smac, false, 0, 9);
+   EXPECT_TRUE(a.rowLess(b) && !b.rowLess(a)); // signed, and the first difference decides
+}
+
+TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
+{
+   struct Grouping : std::numpunct<char>
+   {
+      std::string do_grouping() const override { return "\3"; }
+   };
+   const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+   const NexthopInfoRow hop(1000, 2, true, 3, 4294967295, 5, dmac, smac, false, -5, 10);
+   const EcmpMemberListRow group(1, 2, false, 3, 4000, {1000, 2}, {}), null{BaseRow()};
+   EXPECT_EQ(hop.toString(), "genId = 1000, entryHandle = 2, valid = true, entryId = 3, id = 4294967295, portId = 5, "
+             "dmac = \"02:00:00:00:00:01\", smac = \"02:00:00:00:00:02\", drop = false, encapType = -5, encapId = 10");
+   EXPECT_EQ(hop.toJson(), R"({"genId":1000, "entryHandle":2, "valid":true, "entryId":3, "id":4294967295, "portId":5, )"
+             R"("dmac":"02:00:00:00:00:01", "smac":"02:00:00:00:00:02", "drop":false, "encapType":-5, "encapId":10})");
+   EXPECT_EQ(group.toJson(),
+             R"({"genId":1, "entryHandle":2, "valid":false, "entryId":3, "id":4000, "member":[1000,2], "watch":[]})");
+   std::ostringstream os;
+   os << std::hex << group << '\n' << null; // the caller's stream decides
+   std::locale::global(before);
+   EXPECT_EQ(os.str(), "genId = 1, entryHandle = 2, valid = false, entryId = 3, id = fa0, member = [1000,2], watch = []"
+             "\nlen: 0, NULL");
+   const EcmpMemberListRow large(0, 0, false, 0, 0, upTo(4095), upTo(2));
+   const std::string longest = EcmpMemberListRow::browToString(large);
+   EXPECT_EQ(longest.substr(longest.size() - 25), "4094,4095], watch = [1,2]");
+}
+
+template <class Generator, class Ops>
+void expectGenerates()
+{
+   Zorva::RowOpsGenerator& generator = Generator::rowOpsGenerator_;
+   const auto first = generator(0);
+   EXPECT_TRUE(first && dynamic_cast<Ops*>(first.get()) && first != generator(0) && !generator(1) && !generator(255));
+   std::vector<std::shared_ptr<Zorva::RowOpsBase>> ops(3, first);
+   generator(ops);
+   EXPECT_TRUE(ops.size() == 4 && ops[2] == first && dynamic_cast<Ops*>(ops[3].get()) && ops[3] != first);
+}
+
+TEST(RowTypes, GeneratorsMakeNewOperationsObjects)
+{
+   expectGenerates<NexthopInfoRowRowOpsGenerator, NexthopInfoRowRowOps_KEY>();
+   expectGenerates<EcmpMemberListRowRowOpsGenerator, EcmpMemberListRowRowOps_KEY>();
+}

@@ -1,0 +1,115 @@
+// Slots, the variable data area and arrays: every byte of growing rows, limits, and slots that lie.
+#include "tests/support/rows.h"
+#include "tests/support/testRow.h"
+
+using namespace Test;
+using testing::ElementsAre, testing::ElementsAreArray;
+
+// An ECMP row of this length, all but the slots and the data zero.
+std::string group(const std::string& length, const std::string& rest) { return length + " 00 02 00 | 00*25 | " + rest; }
+
+TEST(VariableColumns, EveryByteOfARowThatGrowsAndShrinks)
+{
+   Exposed<EcmpMemberListRow> row;
+   const auto check = [&](int line, const std::string& length, const std::string& rest, int capacity) {
+      EXPECT_TRUE(isBytes(row, group(length, rest)) && row.rowBuf_->length() == capacity) << "line " << line;
+   };
+   row.memberIs({5, 6, 7}).watchIs({});
+   check(__LINE__, "33", "25 00 0e 80 | 00*4 | 03 ?? 05 00*3 06 00*3 07 00*3", 51);
+   row.memberIs({8, 9}); // in place, four bytes die
+   check(__LINE__, "33", "25 00 0a 80 | 00*4 | 02 ?? 08 00*3 09 00*3 | 07 00*3", 51);
+   row.watchIs(std::array{1u}); // behind the last byte
+   check(__LINE__, "39", "25 00 0a 80 | 33 00 06 80 | 02 ?? 08 00*3 09 00*3 | 07 00*3 | 01 ?? 01 00*3", 57);
+   row.memberIs({1, 2, 3, 4, 5}); // watch moves down first
+   check(__LINE__, "41", "2b 00 16 80 | 25 00 06 80 | 01 ?? 01 00*3 | 05 ?? 01 0*3 02 0*3 03 0*3 04 0*3 05 0*3", 65);
+   row.memberIs({}).watchIs({});
+   check(__LINE__, "41", "00*3 80 | 00*3 80 | ??*28", 65);
+   row.watchIs({9}); // an empty slot never causes a compaction
+   check(__LINE__, "47", "00*3 80 | 41 00 06 80 | ??*28 | 01 ?? 09 00*3", 71);
+   row.clearRow();
+   row.header()[38] = 0xff;
+   row.watchIs({7}); // into the spare bytes; the header's upper three bits stay
+   check(__LINE__, "2b", "00*4 | 25 00 06 80 | 01 e0 07 00*3", 71);
+   row = EcmpMemberListRow(0, 0, false, 0, 0, {2}, {3, 4});
+   check(__LINE__, "35", "25 00 06 80 | 2b 00 0a 80 | 01 00 02 00*3 | 02 00 03 00*3 04 00*3", 53);
+   row = EcmpMemberListRow(0, 0, false, 0, 0, {}, {});
+   check(__LINE__, "25", "00*8", 41);
+}
+
+TEST(VariableColumns, FourSlotsCompactInAnyOrderOfAreas)
+{
+   std::array<len_t, 4> slots{29, 33, 37, 41};
+   do {
+      Exposed<TestRow> row;
+      for (std::size_t i = 0; i < 4; ++i)
+         row.setColumn<unsigned>(slots[i], upTo(i + 1), 53);
+      row.setColumn<unsigned>(slots[1], upTo(3), 53); // from the second place to the last
+      const std::size_t order[] = {0, 2, 3, 1}, places[] = {53, 59, 73, 91}, counts[] = {1, 3, 4, 3};
+      for (std::size_t i = 0; i < 4; ++i) {
+         EXPECT_EQ(row.slotAt(slots[order[i]]).dataOffset(), places[i]);
+         EXPECT_THAT(row.arrayColumn<unsigned>(slots[order[i]]), ElementsAreArray(upTo(counts[i])));
+      }
+      EXPECT_EQ(row.rowLength(), 105);
+   } while (std::ranges::next_permutation(slots).found);
+
+   Exposed<BaseRow> generic = rowOf("0e 00 00 00 | 08 00 06 80 | 01 00 01 00 00 00");
+   generic.setColumn<unsigned>(4, upTo(2), 8); // knows no slots, so it is never compacted
+   EXPECT_TRUE(isBytes(generic, "18 00 00 00 | 0e 00 0a 80 | 01 00 01 00 00 00 | 02 ?? 01 00 00 00 02 00 00 00"));
+}
+
+TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
+{
+   Exposed<TestRow> row;
+   row.firstIs({1, 2});
+   for (len_t slot = 33; slot <= 41; slot = static_cast<len_t>(slot + 4))
+      row.setColumn<unsigned>(slot, upTo(4095), 53);
+   const auto before = snapshot(row);
+   const std::string tooMany = " elements is longer than 4095", tooLong =
+      "Halvo::AssertException: baseRow:427: updateVCT: array field length greater than 32767 bytes";
+   for (const std::size_t n : {4096u, 8191u, 8192u, 16374u, 16384u, 1000000u})
+      expectFailure(n > 8191 ? tooLong : "Zorva::ZoOutOfRange: array of " + std::to_string(n) + tooMany,
+                    {[&] { row.firstIs(upTo(n)); }, [&] { EcmpMemberListRow(0, 0, false, 0, 0, upTo(n), {}); },
+                     [&] { EcmpMemberListRow(0, 0, false, 0, 0, {1}, upTo(n)); }});
+   expectFailure("Zorva::ZoOutOfRange: desired row size 65537 is greater than maxRowLength: 65535",
+                 {[&] { row.firstIs(upTo(4084)); }});
+   expectFailure(tooLong, {[&] { row.updateVCT(29, 53, 32768, true); }});
+   EXPECT_EQ(snapshot(row), before); // the old array too
+   row.firstIs(upTo(4083));
+   EXPECT_THAT(row.first(), ElementsAreArray(upTo(4083)));
+   row.updateVCT(29, 53, 32767, false);
+   EXPECT_TRUE(row.slotAt(29).dataLength() == 32767 && !row.slotAt(29).isArray());
+
+   Exposed<BaseRow> full(65500);
+   expectFailure("Zorva::ZoOutOfRange: desired row size 65536 is greater than maxRowLength: 65535",
+                 {[&] { full.makeFreeSpace(full.slotAt(4), 36, 8); }});
+   EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 34, 8), 65500);
+   EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 1, 8), 65534);
+   EXPECT_TRUE(full.rowLength() == 65535 && full.rowBuf_->length() == 65535);
+}
+
+TEST(VariableColumns, ArraysReadCompareAndPrint)
+{
+   EcmpMemberListRow row(0, 0, false, 0, 0, {1, 2}, {1, 2, 3}), none{BaseRow()};
+   EXPECT_TRUE(none.arrayColumnEqual<unsigned>(29, EcmpMemberListRow(), 33));
+   EXPECT_FALSE(row.arrayColumnEqual<unsigned>(29, row, 33) || row.arrayColumnEqual<unsigned>(29, none, 29));
+   row.memberIs({3, 2, 4294967295}).watchIs({3, 2, 4294967295});
+   EXPECT_TRUE(row.arrayColumnEqual<unsigned>(29, row, 33));
+   EXPECT_EQ(row.memberToStringArray() + none.watchToJsonArray(), "[3,2,4294967295][]");
+   EXPECT_TRUE(row.member()[1] == 2 && row.member().front() == 3 && row.member().back() == 4294967295);
+   expectFailure("Zorva::ZoOutOfRange: Invalid Index",
+                 {[&] { row.member()[3]; }, [&] { none.member()[0]; }, [&] { none.member().back(); }});
+}
+
+TEST(VariableColumns, SlotsThatLieAreRefused)
+{
+   const std::string beyond = group("2b", "25 00 06 80 | 26 00 06 80 | ff 0f 07 00*3");
+   const std::string overlapping = "3b 00 03 00 | 00*25 | 35 00 01 80 35 00 04 80 37 00 04 80 | 00*12 | 00*6";
+   EcmpMemberListRow outside(rowOf(beyond));
+   TestRow overlaps(rowOf(overlapping));
+   EXPECT_THAT(outside.member(), ElementsAre(7)); // what the data holds, whatever the count says
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 38, width 6, lie outside the buffer of 43 bytes",
+                 {[&] { outside.memberIs({1, 2}); }, [&] { outside.watchIs({1}); }, [&] { outside.rowHash(); }});
+   expectFailure("Zorva::ZoOutOfRange: the data of the slots at offsets 33 and 37 overlap",
+                 {[&] { overlaps.firstIs({1}); }});
+   EXPECT_TRUE(isBytes(outside, beyond) && isBytes(overlaps, overlapping));
+}
