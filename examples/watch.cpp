@@ -24,9 +24,10 @@ constexpr auto quiet = 50ms;      ///< a burst of changes is over when nothing m
 constexpr auto patience = 500ms;  ///< ... and is not waited for any longer than this
 constexpr auto retryDelay = 1s;   ///< from one import that failed to the next
 constexpr unsigned mostTries = 3; ///< imports that fail in a row
+constexpr unsigned graceTime = 2; ///< seconds from a signal to the end
 
-/// Turns the signals that end the program into a readable descriptor. The second one of a kind ends it at once, should
-/// the first not be seen: while nobody takes the output, say.
+/// Turns the signals that end the program into a readable descriptor. Should nobody look at it in time, as while the
+/// output is full and nobody takes it, SIGALRM ends the program all the same.
 class StopSignals
 {
 public:
@@ -38,11 +39,12 @@ public:
       struct sigaction action = {};
       action.sa_handler = [](int) {
          const int error = errno;
+         alarm(graceTime);
          const std::uint64_t one = 1;
          [[maybe_unused]] const ssize_t length = write(fd_, &one, sizeof one);
          errno = error;
       };
-      action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
+      action.sa_flags = SA_RESTART;
       struct sigaction before = {};
       for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
          sigaction(signal, &action, &before);
@@ -51,6 +53,10 @@ public:
       }
       std::signal(SIGPIPE, SIG_IGN); // to end the monitor when there is nobody left to read
    }
+
+   StopSignals(const StopSignals&) = delete;
+   StopSignals& operator=(const StopSignals&) = delete;
+   ~StopSignals() { alarm(0); }
 
    StopFd fd() const { return fd_; }
 
@@ -61,7 +67,7 @@ private:
 volatile int StopSignals::fd_ = -1;
 
 /// When the next import is due: at the end of a burst of changes.
-class Alarm
+class Schedule
 {
 public:
    /// Something changed.
@@ -145,26 +151,26 @@ private:
 /// Updates whenever the monitor tells of a change, for as long as `out` can be written to. Ends by exceptions else.
 void follow(Watch& watch, ChildProcess& monitor, StopFd stop, const std::ostream& out, std::ostream& notes)
 {
-   Alarm alarm;
+   Schedule schedule;
    unsigned failures = 0;
    watch.update();
-   alarm.set(Clock::now() + patience); // for what changed before the monitor listened
+   schedule.set(Clock::now() + patience); // for what changed before the monitor listened
    while (out) {
-      const ChildProcess::Event event = monitor.await(alarm.timeLeft(Clock::now()), stop);
+      const ChildProcess::Event event = monitor.await(schedule.timeLeft(Clock::now()), stop);
       if (event == ChildProcess::Event::closed) {
          const std::string failure = monitor.failure();
          throw BadInput(monitor.name() + ": ended" + (failure.empty() ? "" : ", ") + failure);
       }
       const Clock::time_point now = Clock::now();
       if (event == ChildProcess::Event::printed) {
-         alarm.trigger(now);
+         schedule.trigger(now);
          monitor.takeOutput();
          if (const std::string said = monitor.takeErrors(); !said.empty())
             Notes(notes).said(monitor.name(), said);
       }
-      if (!alarm.isDue(now))
+      if (!schedule.isDue(now))
          continue;
-      alarm.clear();
+      schedule.clear();
       try {
          watch.update();
          failures = 0;
@@ -172,7 +178,7 @@ void follow(Watch& watch, ChildProcess& monitor, StopFd stop, const std::ostream
          if (++failures == mostTries)
             throw;
          notes << bad.what() << '\n';
-         alarm.set(Clock::now() + retryDelay);
+         schedule.set(Clock::now() + retryDelay);
       }
    }
 }

@@ -14,7 +14,8 @@ namespace NexthopRows {
 /// excepted. Returns the tables. Throws BadInput when the first import fails, or three later ones in a row, or when the
 /// monitor, the `ip` that tells of changes, ends.
 ///
-/// Once in a process: a second signal ends it at once, and SIGPIPE stays ignored.
+/// Once in a process: the signals stay caught, SIGPIPE ignored. A signal that is not seen within two seconds, as while
+/// nobody takes the output, ends the process by SIGALRM.
 Tables watchKernel(const LiveKernel& kernel, bool isJson, std::ostream& out, std::ostream& notes);
 
 } // namespace NexthopRows

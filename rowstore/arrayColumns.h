@@ -9,7 +9,6 @@
 #pragma once
 
 #include <algorithm>
-#include <charconv>
 #include <compare>
 #include <iterator>
 #include <limits>
@@ -17,6 +16,7 @@
 #include <span>
 
 #include "rowstore/baseRow.h"
+#include "rowstore/decimal.h"
 
 namespace Zorva {
 
@@ -145,7 +145,7 @@ std::string BaseRow::aryColumnToString(len_t offset) const
    std::string text(2 + elements.size() * widest, '[');
    char* at = text.data() + 1;
    for (const T element : elements) {
-      at = std::to_chars(at, at + widest, element).ptr;
+      at = putDecimal(at, element);
       *at++ = ',';
    }
    if (!elements.empty())

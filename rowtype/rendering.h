@@ -9,7 +9,6 @@
 #pragma once
 
 #include <array>
-#include <charconv>
 #include <locale>
 #include <optional>
 #include <ostream>
@@ -17,6 +16,7 @@
 #include <string>
 #include <string_view>
 
+#include "rowstore/decimal.h"
 #include "rowtype/columnTable.h"
 
 namespace Zorva {
@@ -36,23 +36,34 @@ public:
    {
       if (text.size() > static_cast<std::size_t>(epptr() - pptr())) [[unlikely]] {
          spill();
-         if (text.size() > sizeof room_) {
-            spilled_.append(text);
-            return;
-         }
+         spilled_.append(text);
+         return;
       }
       std::memcpy(pptr(), text.data(), text.size());
       pbump(static_cast<int>(text.size()));
    }
 
-   template <std::integral T>
-   void appendNumber(T value)
+   /// Where the next character goes, and where the room for it ends.
+   char* place() const { return pptr(); }
+   char* roomEnd() const { return epptr(); }
+
+   /// Says that everything before `place`, which lies in the room, is text.
+   void placeIs(char* place) { pbump(static_cast<int>(place - pptr())); }
+
+   /// The same, then appends `text`; returns the place behind it.
+   [[gnu::noinline]] char* appendAt(char* place, std::string_view text)
    {
-      constexpr std::ptrdiff_t longest = 20;
-      if (epptr() - pptr() < longest) [[unlikely]]
-         spill();
-      const char* const end = std::to_chars(pptr(), epptr(), value).ptr;
-      pbump(static_cast<int>(end - pptr()));
+      placeIs(place);
+      append(text);
+      return pptr();
+   }
+
+   /// The same without text, but with all the room there ever is behind the place.
+   [[gnu::noinline]] char* clearRoomAt(char* place)
+   {
+      placeIs(place);
+      spill();
+      return pptr();
    }
 
    std::string str() const
@@ -96,7 +107,7 @@ protected:
 private:
    std::string_view waiting() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
 
-   void spill()
+   [[gnu::noinline]] void spill()
    {
       spilled_.append(waiting());
       setp(room_, room_ + sizeof room_);
@@ -106,32 +117,23 @@ private:
    std::string spilled_;
 };
 
-/// Writes columns into a TextBuffer, plain and independent of the global locale. Making a stream takes longer than
-/// writing a row, so each thread keeps one and lends it to a writer. A writer has one of its own while that is lent (an
-/// operator that writes a column may render a row in turn) and once the thread is about to end.
-class PlainWriter
+/// A stream that formats as a fresh one of the classic locale does, whatever the global one is. Making a stream takes
+/// longer than writing a row, so each thread keeps one and lends it out. While that is lent (an operator that writes a
+/// column may render a row in turn), and once the thread is about to end, there is one to each of these.
+class PlainStream
 {
 public:
-   PlainWriter() : stream_(isLent ? own_.emplace() : lend()) {}
-   PlainWriter(const PlainWriter&) = delete;
-   PlainWriter& operator=(const PlainWriter&) = delete;
-   ~PlainWriter()
+   PlainStream() : stream_(isLent ? own_.emplace() : lend()) {}
+   PlainStream(const PlainStream&) = delete;
+   PlainStream& operator=(const PlainStream&) = delete;
+   ~PlainStream()
    {
       if (!own_)
          takeBack(stream_);
    }
 
-   void literal(std::string_view text) { stream_.buffer.append(text); }
-   void number(std::uint64_t value) { stream_.buffer.appendNumber(value); }
-   void number(int value) { stream_.buffer.appendNumber(value); }
-
-   template <class T>
-   void formatted(const T& value)
-   {
-      stream_.os << value;
-   }
-
-   const TextBuffer& buffer() const { return stream_.buffer; }
+   TextBuffer& buffer() { return stream_.buffer; }
+   std::ostream& os() { return stream_.os; }
 
 private:
    struct Stream
@@ -177,11 +179,60 @@ private:
    Stream& stream_;
 };
 
+/// Writes columns into a plain stream. The stream learns how far the text has come where an operator is to go on, and
+/// with finish(): in between the place lives in a register, for which writers are passed by value.
+class PlainWriter
+{
+public:
+   explicit PlainWriter(PlainStream& stream)
+      : buffer_(stream.buffer()), os_(stream.os()), at_(buffer_.place()), end_(buffer_.roomEnd())
+   {
+   }
+
+   [[gnu::always_inline]] void literal(std::string_view text)
+   {
+      if (text.size() > room()) [[unlikely]] {
+         at_ = buffer_.appendAt(at_, text);
+      } else {
+         std::memcpy(at_, text.data(), text.size());
+         at_ += text.size();
+      }
+   }
+
+   template <std::integral T>
+   [[gnu::always_inline]] void number(T value)
+   {
+      if (room() < longestDecimal) [[unlikely]]
+         at_ = buffer_.clearRoomAt(at_);
+      at_ = putDecimal(at_, value);
+   }
+
+   template <class T>
+   [[gnu::always_inline]] void formatted(const T& value)
+   {
+      buffer_.placeIs(at_);
+      os_ << value;
+      at_ = buffer_.place();
+   }
+
+   void finish() { buffer_.placeIs(at_); }
+
+private:
+   std::size_t room() const { return static_cast<std::size_t>(end_ - at_); }
+
+   TextBuffer& buffer_;
+   std::ostream& os_;
+   char* at_;
+   char* end_;
+};
+
 /// Writes columns into a caller's stream, in that stream's formatting.
 class StreamWriter
 {
 public:
    explicit StreamWriter(std::ostream& stream) : stream_(stream) {}
+
+   void finish() {}
 
    void literal(std::string_view text) { stream_ << text; }
    void number(std::uint64_t value) { stream_ << value; }
@@ -238,7 +289,7 @@ inline constexpr auto label = makeLabel<Table, form, I>();
 
 /// The value of column I; `fixed` is the row's checked fixed part.
 template <const auto& Table, Form form, std::size_t I, class Writer>
-void writeValue(Writer& writer, const BaseRow& row, const unsigned char* fixed)
+[[gnu::always_inline]] inline void writeValue(Writer& writer, const BaseRow& row, const unsigned char* fixed)
 {
    constexpr Column column = Table.columns[I];
    if constexpr (column.type == Type::arrayOfU32) {
@@ -262,7 +313,7 @@ void writeValue(Writer& writer, const BaseRow& row, const unsigned char* fixed)
 /// The whole row. Throws ZoNullRow, and ZoOutOfRange when the fixed part leaves the buffer, before anything is written;
 /// ZoOutOfRange for an array that does.
 template <const auto& Table, Form form, class Writer>
-void writeRow(Writer& writer, const BaseRow& row)
+void writeRow(Writer writer, const BaseRow& row)
 {
    const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
    const auto writeLabel = [&]<std::size_t I>(std::integral_constant<std::size_t, I>) {
@@ -272,6 +323,7 @@ void writeRow(Writer& writer, const BaseRow& row)
    };
    withColumns<Table>([&](auto... i) { ((writeLabel(i), writeValue<Table, form, i>(writer, row, fixed)), ...); });
    writeLabel(std::integral_constant<std::size_t, Table.size()>{});
+   writer.finish();
 }
 
 /// What a null row's text is.
@@ -291,12 +343,11 @@ std::ostream& writeText(std::ostream& os, const BaseRow& row)
    if (row.isNull()) {
       os << nullRowText;
    } else if (isPlain(os)) { // collect the text and write it at once
-      PlainWriter writer;
-      writeRow<Table, Form::text>(writer, row);
-      writer.buffer().writeTo(os);
+      PlainStream stream;
+      writeRow<Table, Form::text>(PlainWriter(stream), row);
+      stream.buffer().writeTo(os);
    } else {
-      StreamWriter writer(os);
-      writeRow<Table, Form::text>(writer, row);
+      writeRow<Table, Form::text>(StreamWriter(os), row);
    }
    return os;
 }
@@ -307,18 +358,18 @@ std::string rowText(const BaseRow& row)
 {
    if (row.isNull())
       return std::string(nullRowText);
-   PlainWriter writer;
-   writeRow<Table, Form::text>(writer, row);
-   return writer.buffer().str();
+   PlainStream stream;
+   writeRow<Table, Form::text>(PlainWriter(stream), row);
+   return stream.buffer().str();
 }
 
 /// The JSON form. Throws ZoNullRow for a null row.
 template <const auto& Table>
 std::string rowJson(const BaseRow& row)
 {
-   PlainWriter writer;
-   writeRow<Table, Form::json>(writer, row);
-   return writer.buffer().str();
+   PlainStream stream;
+   writeRow<Table, Form::json>(PlainWriter(stream), row);
+   return stream.buffer().str();
 }
 
 } // namespace Zorva

@@ -34,7 +34,7 @@ ROWS = {
 BUFFER = "spoilt.rowBuf_.block_->buffer"
 SPOILT = [
     (f"*(int *)({BUFFER}.data_ + 33) = 0x60025", "watch = {7} <the count is 3>}"),
-    (f"*(int *)({BUFFER}.data_ + 29) = 0x7fffea60", "member = <32767 bytes at 60000 leave the 51 bytes of the buffer>,"),
+    (f"*(int *)({BUFFER}.data_ + 29) = 0x7fffea60", "= <32767 bytes at 60000 leave the 51 bytes of the buffer>,"),
     (f"*(short *){BUFFER}.data_ = 60000", "Row, <row length 60000 in 51 bytes>, type 2 = {genId = 1,"),
     ("spoilt.rowOffset_ = 30", "valid = false, entryId = <4 bytes at 21 leave the 21 bytes of the buffer>,"),
     ("spoilt.rowOffset_ = 60", "Row, <position 60 leaves the buffer of 51 bytes>"),
@@ -51,34 +51,36 @@ class Printers(unittest.TestCase):
     maxDiff = None
 
     def test_live_and_core(self):
-        with tempfile.TemporaryDirectory() as folder:
-            subprocess.run([os.environ["CMAKE"], "--install", os.environ["BUILD"], "--prefix", folder, "--component",
-                            "runtime"], check=True, stdout=subprocess.DEVNULL)
-            scripts, core = f"{folder}/share/gdb/auto-load", f"{folder}/core"
-            libraries = next(pathlib.Path(folder).glob("lib/**/libP4RuntimeRoutingEcmpTypes.so.0")).parent
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        subprocess.run([os.environ["CMAKE"], "--install", os.environ["BUILD"], "--prefix", folder, "--component",
+                        "runtime"], check=True, stdout=subprocess.DEVNULL)
+        libraries = next(pathlib.Path(folder).glob("lib/**/libP4RuntimeRoutingEcmpTypes.so.0")).parent
+        options = [f"add-auto-load-{kind} {folder}/share/gdb/auto-load" for kind in ("scripts-directory", "safe-path")]
 
-            def gdb(*commands):
-                run = subprocess.run(
-                    [os.environ["GDB"], "-nx", "-batch", "-iex", f"add-auto-load-scripts-directory {scripts}", "-iex",
-                     f"add-auto-load-safe-path {scripts}", *(word for command in commands for word in ("-ex", command)),
-                     os.environ["PROGRAM"]], capture_output=True, text=True)
-                self.assertNotRegex(run.stdout + run.stderr, "(?i)exception|error")
-                return re.findall(r"^(?:\$\d+ = )(.*)", re.sub("0x[0-9a-f]{6,}", "0x...", run.stdout), re.MULTILINE)
+        def gdb(*commands):
+            """What the commands print as "$N = TEXT"."""
+            words = [("-iex", option) for option in options] + [("-ex", command) for command in commands]
+            run = subprocess.run([os.environ["GDB"], "-nx", "-batch", *sum(words, ()), os.environ["PROGRAM"]],
+                                 capture_output=True, text=True)
+            self.assertNotRegex(run.stdout + run.stderr, "(?i)exception|error")
+            return re.findall(r"^\$\d+ = (.*)", re.sub("0x[0-9a-f]{6,}", "0x...", run.stdout), re.MULTILINE)
 
-            rows = [f"p {expression}" for expression in ROWS]
-            spoilt = [command for change, _ in SPOILT for command in (f"set var {change}", "p spoilt")]
-            live = gdb(f"set env LD_LIBRARY_PATH {libraries}", "break ready", "run", *rows, ENDED,
-                       f"python print('$0 =', {KNOWN_TABLES})", "python zorva_program_table = lambda name: None",
-                       "p hop", "p group", *spoilt, f"generate-core-file {core}")
-            self.assertEqual(dict(zip(ROWS, live)), ROWS)
-            ended, tables, hop, group, *shown = live[len(ROWS):]
-            self.assertEqual([tables, hop, group], ["[True, True]", ROWS["hop"], GROUP])
-            for (change, expected), text in zip(SPOILT, shown, strict=True):
-                self.assertIn(expected, text, change)
-            after = gdb(f"core-file {core}", *rows, ENDED, "p spoilt")
-            self.assertEqual(dict(zip(ROWS, after)), ROWS)
-            self.assertEqual(after[len(ROWS):], [ended, shown[-1]])
-            self.assertRegex(ended, "Row, .*<.*>")
+        rows = [f"p {expression}" for expression in ROWS] + [ENDED]
+        spoilt = sum(((f"set var {change}", "p spoilt") for change, _ in SPOILT), ())
+        live = gdb(f"set env LD_LIBRARY_PATH {libraries}", "break ready", "run", *rows,
+                   f"python print('$0 =', {KNOWN_TABLES})", "python zorva_program_table = lambda name: None",
+                   "p hop", "p group", *spoilt, f"generate-core-file {folder}/core")
+        self.assertEqual(dict(zip(ROWS, live)), ROWS)
+        ended, tables, hop, group, *shown = live[len(ROWS):]
+        self.assertRegex(ended, "Row, .*<.*>")
+        self.assertEqual([tables, hop, group], ["[True, True]", ROWS["hop"], GROUP])
+        for (change, expected), text in zip(SPOILT, shown, strict=True):
+            self.assertIn(expected, text, change)
+        page = pathlib.Path(__file__).parents[1].joinpath("docs/debugging.md").read_text()
+        for name in ("group", "null", "generic", "members"):
+            self.assertIn(f"(gdb) print {name}\n{ROWS[name]}\n", page)
+        core = gdb(f"core-file {folder}/core", *rows, "p spoilt")
+        self.assertEqual(core, live[:len(rows)] + shown[-1:])
 
 
 if __name__ == "__main__":

@@ -78,5 +78,4 @@ TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
              "entryHandle = 0, valid = false, entryId = 0, id = 0, member = [7], watch = []}");
    EXPECT_EQ(TestRow().toJson().substr(119), "\"fourth\":[], \"hop\":null, \"group\":null}");
    EXPECT_TRUE(!row.rowEqual(other) && row.rowHash() != other.rowHash() && row.rowLess(other));
-   EXPECT_TRUE(other.flag() && other.port() == 80 && other.delta() == -5 && other.id() == 9 && other.stamp() == 1);
 }

@@ -44,29 +44,25 @@ TEST(Load, TwoTypesAreRegisteredForGoodAndStayUsable)
 
 TEST(Load, EachSymbolLivesInItsLibrary)
 {
-   const struct
-   {
-      const char* library;
-      std::vector<std::string> names, types; // each name with each type
-   } exports[] = {
-      {"libzorva_embedded.so", {"TVN#E", "TIN#E", "NK#8toStringB5cxx11Ev"}, {"5Zorva7BaseRow"}},
-      {"libP4RuntimeRouting", {"N5Zorva7BaseRow9setColumnI#EEvtRKT_t", "NK5Zorva7BaseRow11columnEqualI#EEbtRKS0_t",
-                               "NK5Zorva7BaseRow10columnLessI#EEbtRKS0_t"}, {"t", "j", "m", "i", "b", "NS_7EthAddrE"}},
-      {"libP4RuntimeRouting", {"TIN16P4RuntimeRouting#E", "N16P4RuntimeRoutinglsERSoRKNS_#E",
-                               "NK5Zorva7BaseRow15getColumnStructIN16P4RuntimeRouting#EEEvtRT_",
-                               "NK5Zorva7BaseRow10columnHashIN16P4RuntimeRouting#EEEmt"},
-       {"14NexthopInfoRow", "17EcmpMemberListRow"}},
-      {"libP4RuntimeRouting", {"N5Zorva7BaseRow9setColumnIjEEvtRKSt6vectorIT_SaIS3_EEt"}, {""}},
-      {"libP4RuntimeRouting", {"NK5Zorva14ArrayReferenceIjEixEm"}, {""}},
-   };
-   for (const auto& [library, names, types] : exports)
-      for (std::string name : names)
-         for (const std::string& type : types) {
-            const std::size_t at = std::min(name.find('#'), name.size());
-            const std::string symbol = "_Z" + name.substr(0, at) + type + name.substr(std::min(at + 1, name.size()));
-            Dl_info info{};
-            dladdr(dlsym(loadRouting(), symbol.c_str()), &info);
-            const std::string file = info.dli_fname != nullptr ? info.dli_fname : "";
-            EXPECT_NE(file.find(library), std::string::npos) << symbol << " in " << file;
-         }
+   // The class information of BaseRow and its key function are the core's alone.
+   std::vector<std::string> names{"_ZTVN5Zorva7BaseRowE", "_ZTIN5Zorva7BaseRowE",
+                                  "_ZNK5Zorva7BaseRow8toStringB5cxx11Ev", "_ZNK5Zorva14ArrayReferenceIjEixEm",
+                                  "_ZN5Zorva7BaseRow9setColumnIjEEvtRKSt6vectorIT_SaIS3_EEt"};
+   for (const std::string type : {"t", "j", "m", "i", "b", "NS_7EthAddrE"})
+      for (const auto& [before, after] : {std::pair("_ZN5Zorva7BaseRow9setColumnI", "EEvtRKT_t"),
+                                          {"_ZNK5Zorva7BaseRow11columnEqualI", "EEbtRKS0_t"},
+                                          {"_ZNK5Zorva7BaseRow10columnLessI", "EEbtRKS0_t"}})
+         names.push_back(before + type + after);
+   for (const std::string type : {"14NexthopInfoRow", "17EcmpMemberListRow"})
+      for (const auto& [before, after] : {std::pair("_ZTIN16P4RuntimeRouting", "E"),
+                                          {"_ZN16P4RuntimeRoutinglsERSoRKNS_", "E"},
+                                          {"_ZNK5Zorva7BaseRow15getColumnStructIN16P4RuntimeRouting", "EEEvtRT_"},
+                                          {"_ZNK5Zorva7BaseRow10columnHashIN16P4RuntimeRouting", "EEEmt"}})
+         names.push_back(before + type + after);
+   for (const std::string& name : names) {
+      Dl_info info{};
+      ASSERT_NE(dladdr(dlsym(loadRouting(), name.c_str()), &info), 0) << name << " is missing";
+      const bool isTheCores = std::string(info.dli_fname).find("libzorva_embedded") != std::string::npos;
+      EXPECT_EQ(isTheCores, &name - names.data() < 3) << name << " is in " << info.dli_fname;
+   }
 }

@@ -1,0 +1,382 @@
+"""gdb pretty printers: rows by column, array views, Ethernet addresses and row buffers.
+
+gdb reads this file by itself when it loads the library that the file is named after; `source` reads it by hand. The
+printers only read memory and call nothing in the program, so they work on a core file. Memory that cannot be what it
+should be is shown as "<...>": nothing in it makes a printer fail.
+
+A row's columns come from its type's column table, found in the debug information by name (PortRow: portColumns, in the
+same namespace). For the library's own row types the copy below stands in where that table was stripped.
+"""
+import re
+
+import gdb
+import gdb.printing
+import gdb.types
+
+# The columns of the library's row types, in order: "name type".
+zorva_known_columns = {
+    "P4RuntimeRouting::NexthopInfoRow":
+        "genId u64, entryHandle u64, valid boolean, entryId u32, id u32, portId u32, dmac ethAddr, smac ethAddr, "
+        "drop boolean, encapType i32, encapId u16",
+    "P4RuntimeRouting::EcmpMemberListRow":
+        "genId u64, entryHandle u64, valid boolean, entryId u32, id u32, member arrayOfU32, watch arrayOfU32",
+}
+
+# Bytes in the fixed part of a row; arrays and nested rows have a slot there.
+ZORVA_WIDTHS = {"u64": 8, "u32": 4, "u16": 2, "i32": 4, "boolean": 1, "ethAddr": 6, "arrayOfU32": 4, "row": 4}
+ZORVA_HEADER = 4
+ZORVA_UNKNOWN_TYPE = 65535
+
+
+class ZorvaFault(Exception):
+    """What is wrong with the memory of a row, as text to show in place of a value."""
+
+
+def zorva_memory(address, length):
+    """Bytes of the process or the core file. Raises ZorvaFault."""
+    try:
+        return bytes(gdb.selected_inferior().read_memory(address, length)) if length else b""
+    except (gdb.error, OverflowError) as error:
+        raise ZorvaFault(f"{length} bytes at {address:#x} cannot be read") from error
+
+
+def zorva_integer(memory, signed=False):
+    return int.from_bytes(memory, "little", signed=signed)
+
+
+def zorva_number(memory, signed=False):
+    """A number of the program, so that print/x and an IDE treat it as one."""
+    architecture = gdb.selected_inferior().architecture()
+    return gdb.Value(memory, architecture.integer_type(8 * len(memory), signed))
+
+
+def zorva_array(memory, width):
+    """An array of unsigned numbers of `width` bytes. gdb shows one without elements as an address: text instead."""
+    element = gdb.selected_inferior().architecture().integer_type(8 * width, False)
+    return gdb.Value(memory, element.array(len(memory) // width - 1)) if memory else "{}"
+
+
+def zorva_address(memory):
+    """An EthAddr; its text where the debug information does not describe the class."""
+    try:
+        return gdb.Value(memory, gdb.lookup_type("Zorva::EthAddr"))
+    except (gdb.error, ValueError):
+        return memory.hex(":")
+
+
+def zorva_plain(type_):
+    """The type without references, typedefs and qualifiers."""
+    return gdb.types.get_basic_type(type_)
+
+
+def zorva_lineage(type_):
+    """The types from a row's class down to BaseRow, none if it is not a row."""
+    lineage = []
+    while type_.code == gdb.TYPE_CODE_STRUCT:
+        lineage.append(type_)
+        if type_.name == "Zorva::BaseRow":
+            return lineage
+        bases = [field.type for field in type_.fields() if field.is_base_class]
+        if not bases:
+            break
+        type_ = zorva_plain(bases[0])
+    return []
+
+
+# --- column tables: tuples of (name, type, offset, class of the nested row) ---
+
+def zorva_lay_out(columns):
+    """The table of one of the zorva_known_columns."""
+    table, offset = [], ZORVA_HEADER
+    for name, kind in (column.split() for column in columns.split(", ")):
+        table.append((name, kind, offset, None))
+        offset += ZORVA_WIDTHS[kind]
+    return table
+
+
+def zorva_program_table(row_class):
+    """The table in the program's memory, None if the debug information does not name it or it is no table."""
+    space, separator, name = row_class.rpartition("::")
+    table = space + separator + name[:1].lower() + name[1:].removesuffix("Row") + "Columns"
+    try:
+        symbol = gdb.lookup_global_symbol(table) or gdb.lookup_static_symbol(table)
+        columns = symbol.value()["columns"]["_M_elems"] if symbol else None
+        size = columns.type.strip_typedefs().range()[1] + 1 if symbol else 0
+        return [zorva_program_column(columns[i]) for i in range(size)] or None
+    except (RuntimeError, ZorvaFault, ValueError):  # optimised out, not relocated yet, spoilt
+        return None
+
+
+def zorva_program_column(column):
+    text, nested = column["name"], column["nested"]
+    name = zorva_memory(int(text["_M_str"]), min(int(text["_M_len"]), 256)).decode("ascii")
+    kind, offset = str(column["type"]).rpartition("::")[2], int(column["offset"])
+    if not name.isidentifier() or kind not in ZORVA_WIDTHS:
+        raise ValueError(name)
+    row_class = re.search(r"<(.+)::protRowType\(", nested["rowType"].format_string(symbols=True)) if nested else None
+    return name, kind, offset, row_class and row_class[1]
+
+
+def zorva_table(row_class):
+    known = zorva_known_columns.get(row_class)
+    return zorva_program_table(row_class) or (known and zorva_lay_out(known))
+
+
+def zorva_type_id(row_class):
+    """The row type id that the library has fetched for a row class, None if it has not."""
+    try:
+        number = int(gdb.parse_and_eval(f"*(unsigned short *)&'{row_class}::rowType_'"))
+        return number if number != ZORVA_UNKNOWN_TYPE else None
+    except gdb.error:
+        return None
+
+
+# --- printers ---
+
+class ZorvaEthAddrPrinter:
+    def __init__(self, value):
+        self.value = value
+
+    def to_string(self):
+        try:
+            return bytes(int(self.value["bytes_"][i]) for i in range(6)).hex(":")
+        except gdb.error as error:
+            return f"<{error}>"
+
+
+class ZorvaBuffer:
+    """A ZoRowBuf: where its bytes are and how many."""
+
+    def __init__(self, value):
+        try:
+            self.address, self.length = int(value["data_"]), int(value["length_"])
+        except gdb.error as error:
+            raise ZorvaFault(str(error)) from error
+
+    def memory(self):
+        return zorva_memory(self.address, self.length)
+
+
+class ZorvaBufferPrinter:
+    """The bytes as elements: print/x shows them as they are in listings. Also the handle, with its owners."""
+
+    def __init__(self, value):
+        self.memory = b""
+        try:
+            handle = zorva_plain(value.type).name == "Zorva::RowBufHandle"
+            block = zorva_block(value) if handle else None
+            if handle and not block:
+                self.text = "no buffer"
+                return
+            buffer = ZorvaBuffer(block["buffer"] if block else value)
+            self.text = ", ".join([f"{buffer.length} bytes at {buffer.address:#x}", *zorva_owners(block)])
+            self.memory = buffer.memory()
+        except ZorvaFault as fault:
+            self.text = f"<{fault}>"
+
+    def to_string(self):
+        return self.text
+
+    def children(self):
+        return ((f"[{i}]", zorva_number(self.memory[i:i + 1])) for i in range(len(self.memory)))
+
+    def display_hint(self):
+        return "array"
+
+
+def zorva_block(handle):
+    """The block of a RowBufHandle, None for an empty one. Raises ZorvaFault."""
+    try:
+        pointer = handle["block_"]
+        if not int(pointer):
+            return None
+        zorva_memory(int(pointer), pointer.type.target().sizeof)
+        return pointer.dereference()
+    except gdb.error as error:
+        raise ZorvaFault(str(error)) from error
+
+
+def zorva_owners(block):
+    """What to say of a buffer's owners: nothing for one. A count that no program reaches is a freed block."""
+    if not block:
+        return []
+    count = block["owners"]
+    owners = zorva_integer(zorva_memory(int(count.address), count.type.sizeof), True)
+    return [] if owners == 1 else [f"shared by {owners}"] if 1 < owners < 1 << 32 else [f"<{owners} owners: freed?>"]
+
+
+class ZorvaArrayPrinter:
+    """An ArrayReference. Elements are read one by one, as far as gdb wants to show them."""
+
+    def __init__(self, value):
+        self.value = value
+        self.element = zorva_plain(value.type).template_argument(0)
+
+    def to_string(self):
+        try:
+            size = int(self.value["size_"])
+            return f"{size} elements" if size < 4096 else f"<{size} elements>"
+        except gdb.error as error:
+            return f"<{error}>"
+
+    def children(self):
+        try:
+            at, size = int(self.value["elements_"]), int(self.value["size_"])
+            for i in range(size):
+                memory = zorva_memory(at + i * self.element.sizeof, self.element.sizeof)
+                yield f"[{i}]", gdb.Value(memory, self.element)
+        except gdb.error:
+            return  # to_string says it
+        except ZorvaFault as fault:
+            yield f"[{i}]", f"<{fault}>"
+
+    def display_hint(self):
+        return "array"
+
+
+class ZorvaRowPrinter:
+    """A BaseRow or a class derived from it: the columns of its dynamic class. A generic row shows those of the type
+    that its header names, or else its bytes."""
+
+    def __init__(self, value):
+        is_reference = value.type.strip_typedefs().code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF)
+        self.value = value.referenced_value() if is_reference else value
+        lineage = zorva_lineage(zorva_plain(value.type))
+        self.base = lineage[-1]
+        self.classes = self.dynamic_classes() or [type_.name for type_ in lineage]
+        self.name = self.classes[0]
+        self.bytes = b""  # of the buffer, from the row's header on
+        self.notes = []
+        self.table = None
+        try:
+            self.read()
+        except ZorvaFault as fault:
+            self.notes.append(f"<{fault}>")
+
+    def dynamic_classes(self):
+        """What the object's vtable says: the class, and those it derives from if the debug information knows it."""
+        if self.value.address is None:
+            return []
+        pointer = gdb.lookup_type("void").pointer()
+        name, lineage = "", []
+        try:
+            table = self.value.address.cast(pointer.pointer()).dereference().format_string(symbols=True)
+            name = "".join(re.findall(r"<vtable for (.+)\+16>", table))
+            lineage = zorva_lineage(gdb.lookup_type(name)) if name else []
+        except gdb.error:  # no debug information of that class
+            pass
+        return [type_.name for type_ in lineage] or [name] * (name in zorva_known_columns)
+
+    def read(self):
+        if not self.base.fields():
+            raise ZorvaFault("the debug information does not describe Zorva::BaseRow")
+        try:
+            handle, self.position = self.value["rowBuf_"], int(self.value["rowOffset_"])
+            view, self.read_only = bool(self.value["subRow_"]), bool(self.value["readOnly_"])
+        except gdb.error as error:
+            raise ZorvaFault(str(error)) from error
+        block = zorva_block(handle)
+        places = ([f"view at {self.position}"] if view else []) + (["read-only"] if self.read_only else [])
+        if not block:
+            self.notes = ["null", *places]
+            return
+        self.block = int(handle["block_"])
+        self.notes = zorva_owners(block) + places
+        buffer = ZorvaBuffer(block["buffer"])
+        self.bytes = buffer.memory()[self.position:]
+        if len(self.bytes) < ZORVA_HEADER:
+            self.bytes = b""
+            raise ZorvaFault(f"position {self.position} leaves the buffer of {buffer.length} bytes")
+        self.length = zorva_integer(self.bytes[:2])
+        self.notes[:0] = [f"{self.length} bytes" if ZORVA_HEADER <= self.length <= len(self.bytes) else
+                          f"<row length {self.length} in {len(self.bytes)} bytes>", self.type_note()]
+        self.table = next(filter(None, map(zorva_table, self.classes)), None)
+
+    def type_note(self):
+        """The type id. Sets the class of a generic row that holds a row of a known type."""
+        number = zorva_integer(self.bytes[2:4])
+        if self.name in ("Zorva::BaseRow", "Zorva::SubRow"):
+            for row_class in zorva_known_columns:
+                if zorva_type_id(row_class) == number:
+                    self.classes = [row_class]
+                    return f"type {number}: {row_class}"
+        expected = next(filter(None, map(zorva_type_id, self.classes)), number)
+        return f"type {number}" if number == expected else f"<type {number}, not {expected}>"
+
+    def to_string(self):
+        return ", ".join([self.name, *self.notes])
+
+    def children(self):
+        if self.table:
+            for name, kind, offset, nested in self.table:
+                try:
+                    yield name, self.column(kind, offset, nested)
+                except ZorvaFault as fault:
+                    yield name, f"<{fault}>"
+        elif self.bytes:
+            yield "bytes", zorva_array(self.bytes[:self.length] or self.bytes, 1)
+
+    def part(self, offset, length):
+        memory = self.bytes[offset:offset + length]
+        if len(memory) < length:
+            raise ZorvaFault(f"{length} bytes at {offset} leave the {len(self.bytes)} bytes of the buffer")
+        return memory
+
+    def column(self, kind, offset, nested):
+        memory = self.part(offset, ZORVA_WIDTHS[kind])
+        if kind == "boolean":
+            return gdb.Value(memory != b"\0") if memory <= b"\1" else f"true <byte {memory[0]}>"
+        if kind == "ethAddr":
+            return zorva_address(memory)
+        if kind in ("u64", "u32", "u16", "i32"):
+            return zorva_number(memory, kind == "i32")
+        place, length = zorva_integer(memory[:2]), zorva_integer(memory[2:]) & 0x7fff
+        if kind == "arrayOfU32":
+            return self.array(place, length)
+        return self.nested_row(place, nested) if length else "null"
+
+    def array(self, place, length):
+        """As the library reads it: the smaller of the count in the header and what the slot's length holds."""
+        if length < 2:
+            return "{}" if length == 0 else "{} <1 byte of data>"
+        memory = self.part(place, length)
+        count, held = zorva_integer(memory[:2]) & 0xfff, (length - 2) // 4
+        elements = zorva_array(memory[2:2 + 4 * min(count, held)], 4)
+        if count <= held:
+            return elements
+        shown = elements if isinstance(elements, str) else elements.format_string()
+        return f"{shown} <the count is {count}>"
+
+    def nested_row(self, place, nested):
+        """A view of the nested row, laid out as the program would hold it; the row printer shows it."""
+        self.part(place, ZORVA_HEADER)
+        try:
+            row_type = gdb.lookup_type(nested)
+        except (gdb.error, TypeError):
+            row_type = self.base
+        view = bytearray(row_type.sizeof)
+        values = {"rowBuf_": self.block, "rowOffset_": self.position + place, "subRow_": True,
+                  "readOnly_": self.read_only}
+        for field in self.base.fields():
+            if field.name in values:
+                at, size = field.bitpos // 8, field.type.sizeof
+                view[at:at + size] = int(values[field.name]).to_bytes(size, "little")
+        return gdb.Value(bytes(view), row_type)
+
+
+def zorva_printer(value):
+    """The printer for a value, None if it is not of this library."""
+    plain = zorva_plain(value.type)
+    if plain.code != gdb.TYPE_CODE_STRUCT:
+        return None
+    name = plain.name or ""
+    if name == "Zorva::EthAddr":
+        return ZorvaEthAddrPrinter(value)
+    if name in ("Zorva::ZoRowBuf", "Zorva::RowBufHandle"):
+        return ZorvaBufferPrinter(value)
+    if re.fullmatch(r"Zorva::ArrayReference<[^<>]+>", name):
+        return ZorvaArrayPrinter(value)
+    return ZorvaRowPrinter(value) if zorva_lineage(plain) else None
+
+
+gdb.printing.register_pretty_printer(gdb.current_objfile(), zorva_printer, replace=True)
