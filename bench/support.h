@@ -140,6 +140,7 @@ struct Blocks
    Packed& columns() const { return *reinterpret_cast<Packed*>(head->data); }
 
    Head* head;
+   std::uint64_t unused[2]; ///< as large as a row object, so that both are found by the same arithmetic
 };
 
 /// Folds text into a checksum.

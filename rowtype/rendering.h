@@ -10,11 +10,11 @@
 
 #include <array>
 #include <locale>
-#include <optional>
 #include <ostream>
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "rowstore/decimal.h"
 #include "rowtype/columnTable.h"
@@ -118,22 +118,30 @@ private:
 };
 
 /// A stream that formats as a fresh one of the classic locale does, whatever the global one is. Making a stream takes
-/// longer than writing a row, so each thread keeps one and lends it out. While that is lent (an operator that writes a
-/// column may render a row in turn), and once the thread is about to end, there is one to each of these.
+/// longer than writing a row, so each thread keeps one for its next text. A text that is begun while another one is
+/// being written (an operator that writes a column may render a row in turn) has a stream of its own.
 class PlainStream
 {
 public:
-   PlainStream() : stream_(isLent ? own_.emplace() : lend()) {}
+   PlainStream() : stream_(std::exchange(kept.stream, nullptr))
+   {
+      if (stream_ == nullptr) [[unlikely]]
+         stream_ = make();
+   }
    PlainStream(const PlainStream&) = delete;
    PlainStream& operator=(const PlainStream&) = delete;
    ~PlainStream()
    {
-      if (!own_)
-         takeBack(stream_);
+      if (kept.stream != nullptr || kept.threadEnds) [[unlikely]] {
+         delete stream_;
+      } else {
+         stream_->renew();
+         kept.stream = stream_;
+      }
    }
 
-   TextBuffer& buffer() { return stream_.buffer; }
-   std::ostream& os() { return stream_.os; }
+   TextBuffer& buffer() { return stream_->buffer; }
+   std::ostream& os() { return stream_->os; }
 
 private:
    struct Stream
@@ -145,38 +153,43 @@ private:
             os.imbue(std::locale::classic());
       }
 
+      /// Makes it as good as new, whatever the operators did to it.
+      void renew() noexcept
+      {
+         buffer.clear();
+         os.clear();
+         os.flags(plainFlags);
+         os.width(0);
+         os.precision(6);
+         os.fill(' ');
+      }
+
       TextBuffer buffer;
       std::ostream os{&buffer};
    };
 
-   struct ThreadStream : Stream
+   struct Kept
    {
-      ~ThreadStream() { isLent = true; } // for good
+      Stream* stream;
+      bool threadEnds;
    };
 
-   static Stream& lend()
+   [[gnu::noinline]] static Stream* make()
    {
-      thread_local ThreadStream stream;
-      isLent = true;
-      return stream;
+      struct AtThreadEnd
+      {
+         ~AtThreadEnd() { delete std::exchange(kept, {nullptr, true}).stream; }
+      };
+      static thread_local const AtThreadEnd release;
+      return new Stream;
    }
 
-   /// Makes the stream as good as new, whatever the operators did to it.
-   static void takeBack(Stream& stream) noexcept
-   {
-      stream.buffer.clear();
-      stream.os.clear();
-      stream.os.flags(plainFlags);
-      stream.os.width(0);
-      stream.os.precision(6);
-      stream.os.fill(' ');
-      isLent = false;
-   }
+#ifdef ZORVA_STATIC_TLS
+   [[gnu::tls_model("initial-exec")]]
+#endif
+   static inline constinit thread_local Kept kept{nullptr, false};
 
-   static inline constinit thread_local bool isLent = false;
-
-   std::optional<Stream> own_;
-   Stream& stream_;
+   Stream* stream_;
 };
 
 /// Writes columns into a plain stream. The stream learns how far the text has come where an operator is to go on, and

@@ -121,30 +121,27 @@ const struct
    {"too many values", -1, [](Rows& r) { EcmpMemberListRow(1, 2, true, 3, 4, r.one, r.tooMany); },
     "Halvo::AssertException: baseRow:427: updateVCT: array field length greater than 32767 bytes"},
    {"from bytes", 2, [](Rows& r) { r.made = EcmpMemberListRow::fromBytes(r.group.bytes()); }},
-   {"from other bytes", -1, [](Rows& r) { NexthopInfoRow::fromBytes(r.group.bytes()); },
-    "Zorva::ZoBadCast: bytes are no P4RuntimeRouting::NexthopInfoRow: row length shorter than the fixed part at offset 0"},
    {"conversion", -1, [](Rows& r) { NexthopInfoRow(static_cast<BaseRow&>(r.group)); },
     "Zorva::ZoBadCast: row type 2 does not match row type 1 0"},
    {"clone", 2, [](Rows& r) { r.made = r.group.clone(); }},
    {"write, shared", 2, [](Rows& r) { r.hop.portIdIs(9); }},
-   {"write to a view", 2, [](Rows& r) { r.view.dmacIs({1, 2, 3, 4, 5, 6}); }},
+   {"write to a view", 2, [](Rows& r) { r.view.idIs(6); }},
    {"array grows", 1, [](Rows& r) { r.groupAlone.memberIs(r.nine); }},
    {"array grows, shared", 3, [](Rows& r) { r.group.memberIs(std::span(r.nine)); }},
    {"clear, shared", 2, [](Rows& r) { r.group.clearRow(); }},
    {"generic clear, shared", 2, [](Rows& r) { r.group.BaseRow::clearRow(); }},
    {"in place", 0, [](Rows& r) { r.hopAlone.portIdIs(9), r.groupAlone.memberIs(r.one).watchIs({}).clearRow(); }},
-   {"copies", 0, [](Rows& r) { (r.made = r.view, r.view = NexthopInfoRow(r.hop)) = static_cast<BaseRow&>(r.hopAlone); }},
+   {"copies", 0, [](Rows& r) { r.made = r.view = NexthopInfoRow(static_cast<BaseRow&>(r.hop)); }},
    {"hashes", 0, [](Rows& r) { r.hop.rowHash() == r.hop.hash() || r.group.rowHash() == r.group.member()[2]; }},
-   {"comparisons", 0, [](Rows& r) { r.hop.rowEqual(r.hopAlone) && !r.hop.rowLess(r.view) && r.hop < r.view; }},
-   {"arrays", 0, [](Rows& r) { r.group.rowEqual(r.groupAlone) && std::ranges::count(r.group.member(), 6u); }},
-   {"verification", 0, [](Rows& r) { Zorva::verifyRow<EcmpMemberListRow>(r.group.bytes()); }},
+   {"comparisons", 0, [](Rows& r) { r.group.rowEqual(r.groupAlone) && !r.hop.rowLess(r.view) && r.hop < r.view; }},
    {"nested", 0, [](Rows& r) { r.parent.columnEqual<NexthopInfoRow>(4, r.parent, 4); }},
+   {"verification", 0, [](Rows& r) { Zorva::verifyRow<EcmpMemberListRow>(r.group.bytes()); }},
    {"find and erase", 0, [](Rows& r) { !r.table.contains(r.hop) && r.table.erase(r.view) && r.table.insert(r.hop); }},
    {"insert", 1, [](Rows& r) { r.table.insert(r.hop); }},
    {"reserve", 1, [](Rows& r) { r.table.reserve(100); }},
    {"table", -1, [](Rows& r) { r.table = Table(EcmpMemberListRow::rowTypeName()); }},
    {"text", -1, [](Rows& r) { r.text = EcmpMemberListRow::browToString(r.group) + r.hop.BaseRow::toString(); }},
-   {"JSON", -1, [](Rows& r) { r.text = r.hop.toJson() + r.group.toJson() + r.group.memberToStringArray(); }},
+   {"JSON", -1, [](Rows& r) { r.text = r.hop.toJson() + r.group.memberToStringArray(); }},
    {"listing", -1, [](Rows& r) { r.text = Zorva::describeRow<EcmpMemberListRow>(r.group); }},
    {"names", -1, [](Rows& r) { r.text = NexthopInfoRow::zoTypeSignature() + NexthopInfoRow::rowTypeName(); }},
    {"operations objects", -1, [](Rows& r) { NexthopInfoRowRowOpsGenerator::rowOpsGenerator_(r.ops); }},
@@ -178,13 +175,14 @@ TEST(Allocation, EveryOneFailsCleanly)
                const Counts counts = countsOf([&] { failure = attempt(rows, failing, persistent); });
                reached = !heap.failedBy.empty();
                const std::string by(heap.failedBy), size = std::to_string(heap.failedSize);
-               const std::string what = by == "realloc" ? ". previous length: 51 requested new length: " : " requested length: ";
-               const std::string wanted = by == "new" ? badAlloc : heapFailed + by + "() failed" + what + size;
-               EXPECT_TRUE((reached && failure == wanted) || (reached && persistent && failure == badAlloc) ||
-                           (failure == operation.failure && (!reached || failure != "none"))) << failure;
+               const std::string what = by == "realloc" ? ". previous length: 51 requested new" : " requested";
+               const std::string wanted =
+                  by == "new" ? badAlloc : heapFailed + by + "() failed" + what + " length: " + size;
+               EXPECT_TRUE(failure == operation.failure ? !reached || failure != "none"
+                                                        : failure == wanted || (persistent && failure == badAlloc));
                EXPECT_TRUE(reached || operation.allocations < 0 || operation.allocations == failing - 1) << failing - 1;
-               for (std::size_t i = 0; i < counts.size(); ++i)
-                  EXPECT_LE(counts[i], i == 1 && reached && failing < 3 ? 0 : most[i]); // first the buffer, then the count
+               for (std::size_t i = 0; i < counts.size(); ++i) // first the buffer, then the count
+                  EXPECT_LE(counts[i], i == 1 && reached && failing < 3 ? 0 : most[i]);
                if (reached && (failing < 3 || rows.state() != copied.state())) {
                   EXPECT_EQ(rows.state(), before);
                }

@@ -239,7 +239,7 @@ class NexthopRows(unittest.TestCase):
                  "neigh add 192.0.2.2 lladdr 02:00:00:00:00:01 dev e0": ("replaced nexthop 1", {
                      "valid": [False, True], "dmac": ["00:00:00:00:00:00", "02:00:00:00:00:01"]}),
                  "nexthop add id 9 group 1": ("inserted group 9", {"member": [1], "valid": True}),
-                 "link set e1 down": ("removed nexthop 1", {"valid": True}),  # by the kernel, and the group with it
+                 "link set e0 down": ("removed nexthop 1", {"valid": True}),  # by the kernel, and the group with it
                  "neigh": ("removed group 9", {"member": [1]})}
         command = ["timeout", "60", os.environ["NEXTHOP_ROWS"], "watch", "--live", "--netns", netns, "--json"]
         with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as watch:

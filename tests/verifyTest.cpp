@@ -12,7 +12,8 @@ std::vector<unsigned char> bytesOf(const std::string& text)
    return {bytes.begin(), bytes.end()};
 }
 
-const std::string hopBytes = "34 00 09 00 | 00*48 | ", groupBytes = "2b 00 09 00 | 00*25 | 25 00 06 80 | 00*4 | 01 f0 07 00*3 | ";
+const std::string hopBytes = "34 00 09 00 | 00*48 | ";
+const std::string groupBytes = "2b 00 09 00 | 00*25 | 25 00 06 80 | 00*4 | 01 f0 07 00*3 | ";
 
 // A parent of the two rows, and a dead byte at its end.
 std::string parent(const std::string& slots, const std::string& hop, const std::string& group)
@@ -30,8 +31,7 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       std::string row;
    } cases[] = {
       {RowFault::none, 0, parent(slots, hopBytes, groupBytes)},
-      {RowFault::none, 0, parent("ff ff 00 80 | ff ff 00 00 | 00*8 35 00 34 80 | 69 00 2b 80 | ", hopBytes, groupBytes)},
-      {RowFault::noHeader, 0, ""},
+      {RowFault::none, 0, parent("ff ff 00 80 | 00*12 | 35 00 34 80 | 69 00 2b 80 | ", hopBytes, groupBytes)},
       {RowFault::noHeader, 0, "03 00 00"},
       {RowFault::tooLong, 0, "ff ff 00 00 | 00*65532"},
       {RowFault::lengthBelowFixed, 0, "34 00 00 00 | 00*49"},
@@ -39,27 +39,24 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       {RowFault::bytesBeyondLength, 0, "35 00 00 00 | 00*50"},
       {RowFault::badBool, 4, "35 00 00 00 | 02 | 00*48"},
       {RowFault::slotBeforeData, 29, "35 00 00 00 | 00*25 | 34 00 01 80 | 00*20"},
-      {RowFault::slotBeyondRow, 33, "35 00 00 00 | 00*29 | 35 00 01 80 | 00*16"},
       {RowFault::slotBeyondRow, 33, "35 00 00 00 | 00*29 | ff ff ff ff | 00*16"},
       {RowFault::slotsOverlap, 33, "3c 00 00 00 | 00*25 | 36 00 06 80 | 35 00 02 80 | 00*16 | 00 01 00*5"},
       {RowFault::slotsOverlap, 41, "3b 00 00 00 | 00*25 | 35 00 06 80 | 00*8 | 3a 00 01 80 | 00*8 | 01 00*5"},
       {RowFault::notArray, 29, "3b 00 00 00 | 00*25 | 35 00 06 00 | 00*20 | 01 00*5"},
       {RowFault::noArrayHeader, 29, "36 00 00 00 | 00*25 | 35 00 01 80 | 00*20 | 00"},
-      {RowFault::countMismatch, 53, "3b 00 00 00 | 00*25 | 35 00 06 80 | 00*20 | 02 00*5"},
       {RowFault::countMismatch, 53, "3b 00 00 00 | 00*25 | 35 00 06 80 | 00*20 | 01 01 00*4"},
       {RowFault::badBool, 53 + 45, parent(slots, "34 00 09 00 | 00*41 | 02 | 00*6 | ", groupBytes)},
       {RowFault::slotBeyondRow, 105 + 29, parent(slots, hopBytes, "2b 00 09 00 | 00*25 | 25 00 07 80 | 00*10 | ")},
-      {RowFault::lengthBelowFixed, 53, parent(slots, "33 00 09 00 | 00*48 | ", groupBytes)},
       {RowFault::nestedBeyondSlot, 53, parent(slots, "35 00 09 00 | 00*48 | ", groupBytes)},
       {RowFault::nestedBeyondSlot, 105, parent("00*16 | 35 00 34 00 | 69 00 03 00 | ", hopBytes, groupBytes)},
    };
    for (const auto& each : cases) {
       const auto bytes = bytesOf(each.row);
       const RowCheck check = Zorva::verifyRow<TestRow>(bytes);
-      EXPECT_EQ(check, (RowCheck{each.fault, each.offset})) << text(check.fault) << ' ' << check.offset << " of " << each.row;
+      const std::string reason = std::string(text(each.fault)) + " at offset " + std::to_string(each.offset);
+      EXPECT_EQ(check, (RowCheck{each.fault, each.offset})) << text(check.fault) << ' ' << check.offset << each.row;
       EXPECT_EQ(failureOf([&] { Zorva::adoptRow<TestRow>(bytes); }),
-                check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Test::TestRow: " + std::string(text(each.fault)) +
-                                         " at offset " + std::to_string(each.offset));
+                check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Test::TestRow: " + reason);
    }
    const auto hop = bytesOf(hopBytes);
    EXPECT_TRUE(Zorva::verifyRow<NexthopInfoRow>(hop).ok() && Zorva::verifyRow<NexthopInfoRow>(hop, len_t{9}).ok());
@@ -73,14 +70,12 @@ TEST(Verify, RowsMayBeNested16Deep)
       Recursive() : NestedType{{&column_, 1}, 8, {}, {}, {}, {}, {}, {}} {}
       const Zorva::Column column_{"inner", Type::row, {}, this, 4};
    } static const type;
-   for (const unsigned depth : {16u, 17u}) {
-      std::string rows;
-      for (unsigned n = depth; n > 0; --n) {
-         std::ostringstream length;
-         length << std::hex << 8 * (n + 1) << " 00 00 00 | 08 00 " << 8 * n << " 00 | ";
-         rows += length.str();
+   for (const unsigned char depth : {16, 17}) {
+      std::vector<unsigned char> bytes;
+      for (int left = depth; left >= 0; --left) {
+         const auto length = static_cast<unsigned char>(8 * left);
+         bytes.insert(bytes.end(), {static_cast<unsigned char>(length + 8), 0, 0, 0, 8, 0, length, 0});
       }
-      const auto bytes = bytesOf(rows + "08 00 00 00 | 00*4");
       EXPECT_EQ(Zorva::checkRow({type.columns, bytes, 0, 0}, bytes.size()),
                 depth == 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * 8}));
    }
@@ -89,10 +84,8 @@ TEST(Verify, RowsMayBeNested16Deep)
 TEST(Verify, AdoptedRowsCarryThisProcessesTypeIds)
 {
    const auto bytes = bytesOf(parent(slots, hopBytes, groupBytes));
-   const TestRow row = Zorva::adoptRow<TestRow>(bytes);
-   EXPECT_TRUE(isBytes(row, parent("00*16 | 35 00 34 00 | 69 00 2b 00 | ", "34 00 01 00 | 00*48 | ",
-                                   "2b 00 02 00 | 00*25 | 25 00 06 80 | 00*4 | 01 f0 07 00*3 | ")
-                               .replace(6, 2, "03")));
+   std::string adopted = parent(slots, "34 00 01 00 | 00*48 | ", std::string(groupBytes).replace(6, 2, "02"));
+   EXPECT_TRUE(isBytes(Zorva::adoptRow<TestRow>(bytes), adopted.replace(6, 2, "03")));
    EXPECT_TRUE(isBytes(NexthopInfoRow::fromBytes(bytesOf(hopBytes)), "34 00 01 00 | 00*48"));
    EXPECT_EQ(EcmpMemberListRow::fromBytes(bytesOf(groupBytes)).memberToJsonArray(), "[7]");
 }
