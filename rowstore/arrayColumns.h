@@ -118,6 +118,14 @@ private:
    std::size_t size_ = 0;
 };
 
+} // namespace Zorva
+
+/// Iterators outlive the view they come from: they point into the row's bytes.
+template <class T>
+inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T>> = true;
+
+namespace Zorva {
+
 template <class T>
 inline ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
 {

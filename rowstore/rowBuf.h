@@ -148,7 +148,7 @@ private:
    {
       if (block_ == nullptr)
          return;
-      if (__libc_single_threaded)
+      if (__libc_single_threaded) [[likely]]
          block_->owners.store(block_->owners.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
       else
          block_->owners.fetch_add(1, std::memory_order_relaxed);
@@ -166,7 +166,7 @@ private:
       const long before = owners.load(std::memory_order_acquire);
       if (before == 1) // nobody else holds it, so nobody can add an owner meanwhile
          return true;
-      if (__libc_single_threaded) {
+      if (__libc_single_threaded) [[likely]] {
          owners.store(before - 1, std::memory_order_relaxed);
          return false;
       }

@@ -56,7 +56,7 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       const std::string reason = std::string(text(each.fault)) + " at offset " + std::to_string(each.offset);
       EXPECT_EQ(check, (RowCheck{each.fault, each.offset})) << text(check.fault) << ' ' << check.offset << each.row;
       EXPECT_EQ(failureOf([&] { Zorva::adoptRow<TestRow>(bytes); }),
-                check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Test::TestRow: " + reason);
+                check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Examples::PortRow: " + reason);
    }
    const auto hop = bytesOf(hopBytes);
    EXPECT_TRUE(Zorva::verifyRow<NexthopInfoRow>(hop).ok() && Zorva::verifyRow<NexthopInfoRow>(hop, len_t{9}).ok());
@@ -70,7 +70,7 @@ TEST(Verify, RowsMayBeNested16Deep)
       Recursive() : NestedType{{&column_, 1}, 8, {}, {}, {}, {}, {}, {}} {}
       const Zorva::Column column_{"inner", Type::row, {}, this, 4};
    } static const type;
-   for (const unsigned char depth : {16, 17}) {
+   for (const int depth : {16, 17}) {
       std::vector<unsigned char> bytes;
       for (int left = depth; left >= 0; --left) {
          const auto length = static_cast<unsigned char>(8 * left);

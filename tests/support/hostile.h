@@ -23,7 +23,7 @@ inline std::string_view heldBytes(const Exposed<BaseRow>& row)
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
 {
-   volatile std::size_t result = 0; // so that nothing is left out
+   [[maybe_unused]] volatile std::size_t result = 0; // so that nothing is left out
    const auto attempt = [&](auto call) {
       try {
          result = call();
@@ -52,15 +52,16 @@ void useRow(const Exposed<Row>& row, bool sound)
       attempt([&] { return a.rowEqual(b) + 2u * a.BaseRow::rowEqual(b); });
       attempt([&] { return a.rowLess(b) + 2u * Zorva::keyEqual<Row::columns_>(a, b); });
    };
-   constexpr len_t fdLen = Row::baseRowLength_;
    const auto useColumn = [&](auto index) {
       constexpr Zorva::Column column = Row::columns_.columns[index];
       constexpr len_t at = column.offset;
-      using Value = typename Zorva::ValueOf<column.type>::type;
+      using Value = Zorva::ValueOf<column.type>;
       if constexpr (column.type == Type::arrayOfU32) {
          attempt([&] { return std::ranges::count(row.template arrayColumn<unsigned>(at), 7u) >= 0; });
-         change([](auto& changed) { changed.template setColumn<unsigned>(at, upTo(9), fdLen); });
-         change([](auto& changed) { changed.template setColumn<unsigned>(at, upTo(changed.rowLength() % 2), fdLen); });
+         change([](auto& changed) { changed.template setColumn<unsigned>(at, upTo(9), Row::baseRowLength_); });
+         change([](auto& changed) {
+            changed.template setColumn<unsigned>(at, upTo(changed.rowLength() % 2), Row::baseRowLength_);
+         });
       } else if constexpr (column.type == Type::row) {
          constexpr bool isHop = column.nested == &Zorva::nestedType<NexthopInfoRow>;
          using Nested = std::conditional_t<isHop, NexthopInfoRow, EcmpMemberListRow>;
@@ -69,7 +70,7 @@ void useRow(const Exposed<Row>& row, bool sound)
          if (!view.isNull())
             useRow(view, sound);
       } else {
-         change([](auto& changed) { changed.template setColumn<Value>(at, Value(), fdLen); });
+         change([](auto& changed) { changed.template setColumn<Value>(at, Value(), Row::baseRowLength_); });
       }
    };
    attempt([&] { return row.toString().size() + row.BaseRow::toString().size(); });
