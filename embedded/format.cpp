@@ -10,7 +10,7 @@ namespace {
 
 /// Inserts `text` as `os << text` does. Where neither field width nor flushing asks for more, straight into the stream
 /// buffer: the general way takes longer than the text.
-std::ostream& insert(std::ostream& os, std::string_view text)
+inline std::ostream& insert(std::ostream& os, std::string_view text)
 {
    if (!os.good() || os.width() != 0 || os.tie() != nullptr || (os.flags() & std::ios_base::unitbuf) != 0)
       return os << text;

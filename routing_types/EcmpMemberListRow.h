@@ -169,7 +169,7 @@ private:
    template <class T>
    T read(Zorva::ColumnPlace<T> column) const
    {
-      return readColumn<T>(column.offset);
+      return readColumn<T>(column.offset, baseRowLength_);
    }
 
    template <class T>

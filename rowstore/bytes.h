@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/halvo/debug.h"
 #include "platform/zorva/ethAddr.h"
 #include "platform/zorva/exceptions.h"
 
@@ -44,6 +45,16 @@ inline constexpr const char* assertionFile = "baseRow";
 [[noreturn]] inline void contractViolated(const char* assertion, unsigned line, const char* function) noexcept
 {
    __assert_fail(assertion, assertionFile, line, function);
+}
+
+/// Raises a debug assertion with the default handler; returns where the handler does. A failed allocation leaves as
+/// what it is, not as a shorter text.
+[[gnu::noinline]] inline void raiseDebugAssertion(const std::string& text, const char* function, int line)
+{
+   Halvo::Platform::DebugStream stream;
+   stream.exceptions(std::ios_base::badbit);
+   stream << text;
+   Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, function, line);
 }
 
 /// Throws ZoOutOfRange for an access of `width` bytes at `offset` where only `available` bytes are.

@@ -36,9 +36,7 @@ inline bool BaseRow::clear(len_t fdLen)
    requireBuffer();
    const std::size_t needed = std::max<std::size_t>(fdLen, zo_contentOffset); // the header is written in any case
    if (rowOffset_ + needed > rowBuf_->length()) {
-      Halvo::Platform::DebugStream stream;
-      stream << "setting fixed data length forBaseRow longer than buffer size";
-      Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, "clear", clearAssertionLine);
+      raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size", "clear", clearAssertionLine);
       return false;
    }
    requireWritable();

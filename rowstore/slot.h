@@ -6,7 +6,6 @@
 // Owns nothing: a VColType lies in a row's bytes.
 #pragma once
 
-#include "platform/halvo/debug.h"
 #include "rowstore/bytes.h"
 
 namespace Zorva {
@@ -67,10 +66,9 @@ inline bool mayStoreData(std::size_t length, bool isArray)
 {
    if (length <= maxVariableLength) [[likely]]
       return true;
-   Halvo::Platform::DebugStream stream;
-   stream << (isArray ? "array " : "") << "field length greater than " << std::to_string(maxVariableLength) << " bytes";
-   Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, "updateVCT",
-                                       updateVCTAssertionLine);
+   raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
+                          std::to_string(maxVariableLength) + " bytes",
+                       "updateVCT", updateVCTAssertionLine);
    return false;
 }
 

@@ -21,7 +21,7 @@ ROWS = {
     "generic": f"Zorva::BaseRow, 52 bytes, type 1: {NEXTHOP}, shared by 2, read-only = {HOP}",
     "unknown": "Zorva::BaseRow, 7 bytes, type 0 = {bytes = {7, 0, 0, 0, 0, 0, 0}}",
     "view": f"Zorva::SubRow, 52 bytes, type 1: {NEXTHOP}, shared by 3, view at 53 = {HOP}",
-    "parent": "Test::TestRow, 105 bytes, type 9, shared by 3 = {flag = false, mac = 00:00:00:00:00:00, port = 0, "
+    "parent": "Examples::PortRow, 105 bytes, type 9, shared by 3 = {flag = false, mac = 00:00:00:00:00:00, port = 0, "
               "delta = 0, id = 0, stamp = 0, first = {}, second = {}, third = {}, fourth = {}, "
               f"hop = {NEXTHOP}, 52 bytes, type 1, shared by 3, view at 53 = {HOP}, group = null}}",
     "mac": "02:00:00:00:00:01",
