@@ -3,7 +3,10 @@
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
-set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# Where inline functions are not inlined, hidden copies of the ones that the library exports would win over those.
+if(NOT CMAKE_BUILD_TYPE STREQUAL Debug)
+   set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion)
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)

@@ -100,8 +100,8 @@ ChildProcess::ChildProcess(const Command& command) : name_(text(command))
    Pipe output;
    Pipe errors;
    const SpawnSettings settings(output, errors);
-   const int error = posix_spawnp(&pid_, arguments.front(), &settings.files, &settings.attributes, arguments.data(),
-                                  environ);
+   const int error =
+      posix_spawnp(&pid_, arguments.front(), &settings.files, &settings.attributes, arguments.data(), environ);
    if (error != 0)
       throwCannot(name_, error);
    output_.fd = output.takeReadEnd();
@@ -116,8 +116,7 @@ ChildProcess::~ChildProcess()
    if (pid_ == -1)
       return;
    kill(pid_, SIGKILL);
-   while (waitpid(pid_, nullptr, 0) == -1 && errno == EINTR) {
-   }
+   while (waitpid(pid_, nullptr, 0) == -1 && errno == EINTR) {}
 }
 
 ChildProcess::Event ChildProcess::await(std::chrono::milliseconds timeout, StopFd stop)
@@ -171,8 +170,7 @@ std::string ChildProcess::failure()
 std::string outputOf(const Command& command, Notes& notes, StopFd stop)
 {
    ChildProcess child(command);
-   while (child.await(ChildProcess::forever, stop) != ChildProcess::Event::closed) {
-   }
+   while (child.await(ChildProcess::forever, stop) != ChildProcess::Event::closed) {}
    const std::string failure = child.failure();
    if (!failure.empty())
       throw BadInput(child.name() + ": " + failure);

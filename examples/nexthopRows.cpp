@@ -1,5 +1,5 @@
-// nexthop-rows: files a Linux kernel's next-hop objects as rows and prints, looks up, dumps, checks, saves, compares and
-// follows them.
+// nexthop-rows: files a Linux kernel's next-hop objects as rows and prints, looks up, dumps, checks, saves, compares
+// and follows them.
 //
 // Rows go to standard output, notes about objects that became no row, or no valid one, to standard error. Exit status:
 // 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.
@@ -164,8 +164,9 @@ void run(const CLI::App& app, const Options& options, Notes& notes)
       withRow(tables, options.kind, options.id,
               []<class Row>(const Row& row) { std::cout << Zorva::describeRow<Row>(row); });
    else if (app.got_subcommand("check")) {
-      if (checkRows<NexthopInfoRow>("nexthop", tables.nexthops, notes) +
-             checkRows<EcmpMemberListRow>("group", tables.groups, notes) == 0)
+      const std::size_t faults = checkRows<NexthopInfoRow>("nexthop", tables.nexthops, notes) +
+                                 checkRows<EcmpMemberListRow>("group", tables.groups, notes);
+      if (faults == 0)
          std::cout << rows() << "verified\n";
    } else if (app.got_subcommand("save")) {
       saveRows(tables, options.target);

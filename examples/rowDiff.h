@@ -62,8 +62,8 @@ std::string changeText(const std::string& kind, const Change<Row>& change)
    const auto changed = changedColumns(*change.before, row);
    std::string columns;
    for (const auto& [column, values] : changed.items())
-      columns += (columns.empty() ? "" : ", ") + column + ' ' + values.at("old").dump() + " -> " +
-                 values.at("new").dump();
+      columns +=
+         (columns.empty() ? "" : ", ") + column + ' ' + values.at("old").dump() + " -> " + values.at("new").dump();
    return name + " changed: " + columns;
 }
 

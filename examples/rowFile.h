@@ -1,4 +1,5 @@
-// Rows saved to a file as they lie in memory, to look into them later or elsewhere: a debugging aid, no exchange format.
+// Rows saved to a file as they lie in memory, to look into them later or elsewhere: a debugging aid, not a format for
+// exchange.
 //
 //   nexthop-rows file 1: 3 rows                        first line, with the number of rows
 //   P4RuntimeRouting::NexthopInfoRow 52 1c291ca3       a row: its type, the number of its bytes, their CRC-32 ...
