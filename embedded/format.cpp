@@ -1,5 +1,7 @@
 // The embedded core's text of the platform's value types. JSON made of it is always valid.
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <ostream>
 #include <streambuf>
 #include <string_view>
@@ -26,12 +28,12 @@ inline std::ostream& insert(std::ostream& os, std::string_view text)
    return os;
 }
 
-/// "00", "01" ... "ff".
+/// "00", "01" ... "ff", each as the number that its two characters are in memory.
 constexpr auto hexPairs = [] {
-   constexpr char digits[] = "0123456789abcdef";
-   std::array<std::array<char, 2>, 256> pairs{};
+   constexpr std::string_view digits = "0123456789abcdef";
+   std::array<std::uint16_t, 256> pairs{};
    for (std::size_t i = 0; i < pairs.size(); ++i)
-      pairs[i] = {digits[i / 16], digits[i % 16]};
+      pairs[i] = static_cast<std::uint16_t>(digits[i % 16] << 8 | digits[i / 16]);
    return pairs;
 }();
 
@@ -40,14 +42,17 @@ constexpr auto hexPairs = [] {
 /// "02:00:00:00:00:01", lower case.
 std::ostream& Zorva::operator<<(std::ostream& os, const EthAddr& address)
 {
-   char text[18]; // a separator behind each byte
-   for (std::size_t i = 0; i < 6; ++i) {
-      const auto& digits = hexPairs[address.bytes()[i]];
-      text[3 * i] = digits[0];
-      text[3 * i + 1] = digits[1];
-      text[3 * i + 2] = ':';
-   }
-   return insert(os, std::string_view(text, sizeof text - 1));
+   const auto pair = [&](std::size_t i) { return std::uint64_t{hexPairs[address.bytes()[i]]}; };
+   constexpr std::uint64_t colon = ':';
+   // Two words and a character, so that the stream buffer can load what is stored here at once.
+   const std::uint64_t words[] = {
+      pair(0) | colon << 16 | pair(1) << 24 | colon << 40 | pair(2) << 48,
+      colon | pair(3) << 8 | colon << 24 | pair(4) << 32 | colon << 48 | pair(5) << 56,
+   };
+   char text[17];
+   std::memcpy(text, words, sizeof words);
+   text[16] = static_cast<char>(pair(5) >> 8);
+   return insert(os, std::string_view(text, sizeof text));
 }
 
 /// "true" or "false".

@@ -100,11 +100,36 @@ protected:
 
    std::streamsize xsputn(const char* text, std::streamsize length) override
    {
-      append({text, static_cast<std::size_t>(length)});
+      constexpr std::streamsize shortText = 32;
+      if (length > shortText || length > epptr() - pptr()) {
+         append({text, static_cast<std::size_t>(length)});
+      } else {
+         copyInPieces(pptr(), text, static_cast<std::size_t>(length));
+         pbump(static_cast<int>(length));
+      }
       return length;
    }
 
 private:
+   // What an operator inserts it has just stored, mostly in pieces of these sizes. A load over several of them would
+   // wait until all have reached the cache.
+   static void copyInPieces(char* to, const char* from, std::size_t length)
+   {
+      const auto copy = [&](auto size) {
+         std::memcpy(to, from, size);
+         to += size();
+         from += size();
+      };
+      for (; length >= 8; length -= 8)
+         copy(std::integral_constant<std::size_t, 8>());
+      if ((length & 4) != 0)
+         copy(std::integral_constant<std::size_t, 4>());
+      if ((length & 2) != 0)
+         copy(std::integral_constant<std::size_t, 2>());
+      if ((length & 1) != 0)
+         copy(std::integral_constant<std::size_t, 1>());
+   }
+
    std::string_view waiting() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
 
    [[gnu::noinline]] void spill()

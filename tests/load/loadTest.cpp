@@ -5,7 +5,7 @@
 
 #include "embedded/registry.h"
 
-// A row as its 24 bytes, returned the way a class with a destructor is. Its buffer stays with the process.
+// A row as its 24 bytes, returned the way a class with a destructor is. Held statically, since nothing frees its buffer.
 struct OpaqueRow
 {
    ~OpaqueRow() {}
@@ -29,7 +29,7 @@ TEST(Load, TwoTypesAreRegisteredForGoodAndStayUsable)
    ASSERT_EQ(types.size(), 2u);
    EXPECT_TRUE(types[0].rowTypeName == "P4RuntimeRouting::NexthopInfoRow" && types[0].rowType == 0);
    EXPECT_TRUE(types[1].rowTypeName == "P4RuntimeRouting::EcmpMemberListRow" && types[1].rowType == 0);
-   const auto opaque = function<OpaqueRow(const unsigned&)>("_ZN16P4RuntimeRouting14NexthopInfoRow3keyERKj")(1);
+   static const auto opaque = function<OpaqueRow(const unsigned&)>("_ZN16P4RuntimeRouting14NexthopInfoRow3keyERKj")(1);
    const auto& row = reinterpret_cast<const Zorva::BaseRow&>(opaque);
    const auto ops = (*types[0].generator)(0);
    EXPECT_TRUE(ops->keyHash(row) == 0xBBDDCB5B9BC10E60 && ops->rowEquals(row, row));
