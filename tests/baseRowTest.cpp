@@ -116,20 +116,6 @@ TEST(BaseRow, ColumnsOrderByValueAndHashWidened)
       EXPECT_FALSE(row.rowEqual(rowOf(unlike))) << unlike;
 }
 
-TEST(BaseRow, RefusalsNameOffsetWidthAndBuffer)
-{
-   NexthopInfoRow hop;
-   Row moved(Zorva::SubRow(Row(60), 40)), tiny = rowOf("02 00 00 00");
-   moved.shareContents(Row(16));
-   expectFailure("Zorva::ZoBadCast: row type 9 does not match row type 1 0", {[&] { hop = rowOf("08 00 09 00*5"); }});
-   EXPECT_FALSE(hop.rowEqual(NexthopInfoRow())); // left too short, but of another type
-   const std::string outside = "Zorva::ZoOutOfRange: row bytes at offset ";
-   expectFailure(outside + "50, width 2, lie outside the buffer of 8 bytes", {[&] { hop.encapId(); }});
-   expectFailure(outside + "40, width 2, lie outside the buffer of 16 bytes", {[&] { moved.rowLength(); }});
-   expectFailure(outside + "0, width 37, lie outside the buffer of 36 bytes", {[] { BaseRow(37, 36); }});
-   expectFailure("Zorva::ZoOutOfRange: row length 2 is shorter than the row header", {[&] { tiny.clearRow(); }});
-}
-
 TEST(ContractDeathTest, BrokenContractsStopTheProcessInEveryBuild)
 {
    Row row(52), null;

@@ -77,8 +77,8 @@ TEST_P(NestedRows, TestRow)
    row.setColumn<unsigned>(33, upTo(3), 53);
    if (GetParam() & 2)
       nest(49, EcmpMemberListRow(1, 2, true, 3, 4, {1, 2}, {3}));
-   hurt<TestRow>(snapshot(row));
-   row.firstIs({1});
+   if (GetParam() & 4)
+      row.firstIs({1}); // dead bytes
    hurt<TestRow>(snapshot(row));
 }
-INSTANTIATE_TEST_SUITE_P(Hostile, NestedRows, testing::Range(0u, 4u));
+INSTANTIATE_TEST_SUITE_P(Hostile, NestedRows, testing::Range(0u, 8u));

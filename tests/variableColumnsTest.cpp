@@ -98,17 +98,3 @@ TEST(VariableColumns, ArraysReadCompareAndPrint)
    expectFailure("Zorva::ZoOutOfRange: Invalid Index",
                  {[&] { row.member()[3]; }, [&] { none.member()[0]; }, [&] { none.member().back(); }});
 }
-
-TEST(VariableColumns, SlotsThatLieAreRefused)
-{
-   const std::string beyond = group("2b", "25 00 06 80 | 26 00 06 80 | ff 0f 07 00*3");
-   const std::string overlapping = "3b 00 03 00 | 00*25 | 35 00 01 80 35 00 04 80 37 00 04 80 | 00*12 | 00*6";
-   EcmpMemberListRow outside(rowOf(beyond));
-   TestRow overlaps(rowOf(overlapping));
-   EXPECT_THAT(outside.member(), ElementsAre(7)); // what the data holds, whatever the count says
-   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 38, width 6, lie outside the buffer of 43 bytes",
-                 {[&] { outside.memberIs({1, 2}); }, [&] { outside.watchIs({1}); }, [&] { outside.rowHash(); }});
-   expectFailure("Zorva::ZoOutOfRange: the data of the slots at offsets 33 and 37 overlap",
-                 {[&] { overlaps.firstIs({1}); }});
-   EXPECT_TRUE(isBytes(outside, beyond) && isBytes(overlaps, overlapping));
-}

@@ -63,24 +63,6 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
    EXPECT_EQ(Zorva::verifyRow<NexthopInfoRow>(hop, len_t{1}), (RowCheck{RowFault::otherType, 2}));
 }
 
-TEST(Verify, RowsMayBeNested16Deep)
-{
-   struct Recursive : Zorva::NestedType
-   {
-      Recursive() : NestedType{{&column_, 1}, 8, {}, {}, {}, {}, {}, {}} {}
-      const Zorva::Column column_{"inner", Type::row, {}, this, 4};
-   } static const type;
-   for (const int depth : {16, 17}) {
-      std::vector<unsigned char> bytes;
-      for (int left = depth; left >= 0; --left) {
-         const auto length = static_cast<unsigned char>(8 * left);
-         bytes.insert(bytes.end(), {static_cast<unsigned char>(length + 8), 0, 0, 0, 8, 0, length, 0});
-      }
-      EXPECT_EQ(Zorva::checkRow({type.columns, bytes, 0, 0}, bytes.size()),
-                depth == 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * 8}));
-   }
-}
-
 TEST(Verify, AdoptedRowsCarryThisProcessesTypeIds)
 {
    const auto bytes = bytesOf(parent(slots, hopBytes, groupBytes));

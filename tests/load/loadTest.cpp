@@ -38,24 +38,12 @@ TEST(Load, TwoTypesAreRegisteredForGoodAndStayUsable)
 TEST(Load, EachSymbolLivesInItsLibrary)
 {
    // The class information of BaseRow and its key function are the core's alone.
-   std::vector<std::string> names{"_ZTVN5Zorva7BaseRowE", "_ZTIN5Zorva7BaseRowE",
-                                  "_ZNK5Zorva7BaseRow8toStringB5cxx11Ev", "_ZNK5Zorva14ArrayReferenceIjEixEm",
-                                  "_ZN5Zorva7BaseRow9setColumnIjEEvtRKSt6vectorIT_SaIS3_EEt"};
-   const std::vector<std::string> columns{"t", "j", "m", "i", "b", "NS_7EthAddrE"};
-   const std::vector<std::string> rows{"14NexthopInfoRow", "17EcmpMemberListRow"};
-   const std::string set = "_ZN5Zorva7BaseRow9setColumnI", row = "_ZNK5Zorva7BaseRow", routing = "16P4RuntimeRouting";
-   for (const auto& [types, before, after] : {std::tuple(columns, set, "EEvtRKT_t"),
-                                              {columns, row + "11columnEqualI", "EEbtRKS0_t"},
-                                              {columns, row + "10columnLessI", "EEbtRKS0_t"},
-                                              {rows, "_ZTIN" + routing, "E"},
-                                              {rows, "_ZN" + routing + "lsERSoRKNS_", "E"},
-                                              {rows, row + "15getColumnStructIN" + routing, "EEEvtRT_"},
-                                              {rows, row + "10columnHashIN" + routing, "EEEmt"}})
-      for (const std::string& type : types)
-         names.push_back(before + type + after);
+   const std::vector<std::string> names{"TVN5Zorva7BaseRowE", "TIN5Zorva7BaseRowE", "NK5Zorva7BaseRow8toStringB5cxx11Ev",
+                                        "NK5Zorva14ArrayReferenceIjEixEm", "N5Zorva7BaseRow9setColumnIbEEvtRKT_t",
+                                        "TIN16P4RuntimeRouting14NexthopInfoRowE", "NK5Zorva7BaseRow11columnEqualIiEEbtRKS0_t"};
    for (const std::string& name : names) {
       Dl_info info{};
-      ASSERT_NE(dladdr(dlsym(loadRouting(), name.c_str()), &info), 0) << name << " is missing";
+      ASSERT_NE(dladdr(dlsym(loadRouting(), ("_Z" + name).c_str()), &info), 0) << name << " is missing";
       const bool isTheCores = std::string(info.dli_fname).find("libzorva_embedded") != std::string::npos;
       EXPECT_EQ(isTheCores, &name - names.data() < 3) << name << " is in " << info.dli_fname;
    }
