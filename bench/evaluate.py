@@ -148,14 +148,14 @@ def measure(build, quick, huge):
     checked = Minima(build / 'bench/zorva-bench')
     unchecked = Minima(build / 'bench/zorva-bench-unchecked')
     many = Minima(build / 'bench/zorva-bench')
-    turns = 3 if quick else 10
+    turns = 4 if quick else 10
     for turn in range(turns):
         print(f'bench: turn {turn + 1} of {turns}', file=sys.stderr)
-        rows.turn('-' + MANY, repetitions=16)
+        rows.turn('-' + MANY, repetitions=26)
         second.turn('^(build|copy-drop|copy-modify)/', repetitions=16)
-        for program in (checked, unchecked):
-            program.turn(OURS, repetitions=8)
-        many.turn('^(grow|insert|find)-(10000|100000|1000000)/|^heap-', repetitions=2 if quick else 3)
+        for program in (checked, unchecked) * 2:
+            program.turn(OURS, repetitions=6)
+        many.turn('^(grow|insert|find)-(10000|100000|1000000)/|^heap-', repetitions=2)
     if huge:
         many.turn('^(grow|insert|find)-10000000/', repetitions=2)
     program = measure_program(build, turns + 2)

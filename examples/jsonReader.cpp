@@ -26,7 +26,8 @@ public:
 
    bool key(string_t& name) override
    {
-      place_ = &(*open_.back())[open_.back()->contains(name) ? repeated(name) : name];
+      auto [place, isNew] = open_.back()->emplace(name, nullptr);
+      place_ = isNew ? &*place : &(*open_.back())[repeated(name)];
       return true;
    }
 

@@ -208,7 +208,7 @@ Source readFile(const std::string& path)
       text << file.rdbuf();
    if (file.bad() || text.bad())
       throw BadInput(path + ": cannot be read");
-   return {path, text.str()};
+   return {path, std::move(text).str()};
 }
 
 Sources readFolder(const std::string& folder)

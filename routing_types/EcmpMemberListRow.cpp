@@ -54,8 +54,6 @@ EcmpMemberListRow& EcmpMemberListRow::operator=(Zorva::BaseRow&& other)
    return *this;
 }
 
-EcmpMemberListRow::~EcmpMemberListRow() = default;
-
 EcmpMemberListRow EcmpMemberListRow::key(const std::uint32_t& id)
 {
    BaseRow base(baseRowLength_);

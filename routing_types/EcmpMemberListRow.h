@@ -69,7 +69,8 @@ public:
    EcmpMemberListRow& operator=(const Zorva::BaseRow& other);
    EcmpMemberListRow& operator=(Zorva::BaseRow&& other);
 
-   ~EcmpMemberListRow() override;
+   /// Inline: dropping a row costs no call. Exported all the same.
+   ZORVA_EXPORT ~EcmpMemberListRow() override = default;
 
    /// A new row that carries only a key value, for look-ups.
    static EcmpMemberListRow key(const std::uint32_t& id);

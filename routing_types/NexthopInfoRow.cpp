@@ -57,8 +57,6 @@ NexthopInfoRow& NexthopInfoRow::operator=(Zorva::BaseRow&& other)
    return *this;
 }
 
-NexthopInfoRow::~NexthopInfoRow() = default;
-
 NexthopInfoRow NexthopInfoRow::key(const std::uint32_t& id)
 {
    BaseRow base(baseRowLength_);

@@ -69,7 +69,8 @@ public:
    NexthopInfoRow& operator=(const Zorva::BaseRow& other);
    NexthopInfoRow& operator=(Zorva::BaseRow&& other);
 
-   ~NexthopInfoRow() override;
+   /// Inline: dropping a row costs no call. Exported all the same.
+   ZORVA_EXPORT ~NexthopInfoRow() override = default;
 
    /// A new row that carries only a key value, for look-ups.
    static NexthopInfoRow key(const std::uint32_t& id);

@@ -68,17 +68,14 @@ public:
    }
 
    /// Shares the other row's buffer and takes its position and flags.
-   BaseRow(const BaseRow& other) noexcept
-      : rowBuf_(other.rowBuf_), rowOffset_(other.rowOffset_), subRow_(other.subRow_), readOnly_(other.readOnly_)
+   BaseRow(const BaseRow& other) noexcept : BaseRow(RowBufHandle(other.rowBuf_), other)
    {
       ++baseRowCounters.copyCtor;
    }
 
    /// Takes the other row's buffer, position and flags. The other is a null row afterwards; its position and flags
    /// keep their values.
-   BaseRow(BaseRow&& other) noexcept
-      : rowBuf_(std::move(other.rowBuf_)), rowOffset_(other.rowOffset_), subRow_(other.subRow_),
-        readOnly_(other.readOnly_)
+   BaseRow(BaseRow&& other) noexcept : BaseRow(std::move(other.rowBuf_), other)
    {
       ++baseRowCounters.moveCtor;
    }
@@ -414,6 +411,13 @@ private:
    struct CopyTag
    {
    };
+
+   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
+   // pointer of the base, and then that of the row type over it.
+   BaseRow(RowBufHandle&& buffer, const BaseRow& place) noexcept
+      : rowBuf_(std::move(buffer)), rowOffset_(place.rowOffset_), subRow_(place.subRow_), readOnly_(place.readOnly_)
+   {
+   }
 
    BaseRow(CopyTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
    {

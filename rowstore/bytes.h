@@ -13,7 +13,7 @@
 #include "platform/zorva/ethAddr.h"
 #include "platform/zorva/exceptions.h"
 
-/// The C library's assertion failure, in the form that also agrees with <cassert>.
+/// The C library's assertion failure, in the form that also agrees with `<cassert>`.
 extern "C" void __assert_fail(const char*, const char*, unsigned, const char*) noexcept __attribute__((__noreturn__));
 
 namespace Zorva {
