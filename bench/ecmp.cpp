@@ -15,8 +15,8 @@ namespace Bench {
 
 namespace {
 
-using P4RuntimeRouting::EcmpMemberListRow;
 using P4RuntimeRouting::ecmpMemberListColumns;
+using P4RuntimeRouting::EcmpMemberListRow;
 using Elements = std::vector<std::uint32_t>;
 
 constexpr std::size_t fixedLength = ecmpMemberListColumns.fixedLength;
@@ -75,7 +75,8 @@ struct Group
          std::memcpy(at, array.data(), 4 * array.size());
          at += 4 * array.size();
       };
-      put(static_cast<std::uint16_t>(length)), put(EcmpMemberListRow::protRowType()), put(values.genId), put(values.entryHandle);
+      put(static_cast<std::uint16_t>(length)), put(EcmpMemberListRow::protRowType()), put(values.genId),
+         put(values.entryHandle);
       put(values.valid), put(values.entryId), put(values.id);
       putSlot(fixedLength, memberLength), putSlot(fixedLength + memberLength, watchLength);
       putArray(member), putArray(watch);
@@ -149,9 +150,9 @@ std::uint64_t contentChain(const Group& group)
    const unsigned char* const member = group.blocks.head->data + fixedLength + arrayHeader;
    const auto [memberHash, watchHash] = arrayChains(member, member + 4 * n + arrayHeader, n);
    std::uint64_t hash = 0;
-   for (const std::uint64_t value : {values.genId, values.entryHandle, std::uint64_t{values.valid},
-                                     std::uint64_t{values.entryId}, std::uint64_t{values.id},
-                                     std::uint64_t{memberHash}, std::uint64_t{watchHash}})
+   for (const std::uint64_t value :
+        {values.genId, values.entryHandle, std::uint64_t{values.valid}, std::uint64_t{values.entryId},
+         std::uint64_t{values.id}, std::uint64_t{memberHash}, std::uint64_t{watchHash}})
       hash = Zorva::hashCombine(hash, value);
    return hash;
 }
@@ -173,17 +174,21 @@ void registerGroup(const Group& group)
    const auto named = [&](const char* verb, const char* variant) {
       return std::string("ecmp-") + verb + '-' + std::to_string(g->member.size()) + '/' + variant;
    };
-   measure(named("build", "row"), [g] { return g->builtRow(); }, rowSum);
-   measure(named("build", "limit"), [g] { return g->builtBlocks(); }, blocksSum);
-   measure(named("build", "two-vectors"), [g] { return g->builtVectors(); }, vectorsSum);
+   measure(
+      named("build", "row"), [g] { return g->builtRow(); }, rowSum);
+   measure(
+      named("build", "limit"), [g] { return g->builtBlocks(); }, blocksSum);
+   measure(
+      named("build", "two-vectors"), [g] { return g->builtVectors(); }, vectorsSum);
    measure(named("content-hash", "row"), [g] { return g->row.rowHash(); });
    measure(named("content-hash", "limit"), [g] { return contentChain(*g); });
    measure(named("equality", "row"), [g] { return g->row.rowEqual(g->sameRow); });
-   measure(named("equality", "limit"), [g] {
-      return std::memcmp(g->blocks.head->data, g->sameBlocks.head->data, g->blocks.head->length) == 0;
-   });
-   measure(named("array-text", "row"), [g] { return g->row.memberToStringArray(); }, textSum);
-   measure(named("array-text", "string-stream"), [g] { return streamedArray(g->member); }, textSum);
+   measure(named("equality", "limit"),
+           [g] { return std::memcmp(g->blocks.head->data, g->sameBlocks.head->data, g->blocks.head->length) == 0; });
+   measure(
+      named("array-text", "row"), [g] { return g->row.memberToStringArray(); }, textSum);
+   measure(
+      named("array-text", "string-stream"), [g] { return streamedArray(g->member); }, textSum);
 }
 
 } // namespace

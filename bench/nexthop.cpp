@@ -16,8 +16,8 @@ namespace Bench {
 
 namespace {
 
-using P4RuntimeRouting::NexthopInfoRow;
 using P4RuntimeRouting::nexthopInfoColumns;
+using P4RuntimeRouting::NexthopInfoRow;
 using Shared = std::shared_ptr<Packed>;
 
 /// A row built by the inlined builder, which the constructor of NexthopInfoRow calls behind its exported symbol.
@@ -77,10 +77,14 @@ Shared structs[] = {builtShared(values), builtShared(values)};
 
 void registerBuild()
 {
-   measure("build/builder", [] { return InlineRow(values); }, sumOfRow);
-   measure("build/exported", [] { return builtRow(values); }, sumOfRow);
-   measure("build/limit", [] { return builtBlocks(values); }, sumOfBlocks);
-   measure("build/shared_ptr", [] { return builtShared(values); }, sumOfShared);
+   measure(
+      "build/builder", [] { return InlineRow(values); }, sumOfRow);
+   measure(
+      "build/exported", [] { return builtRow(values); }, sumOfRow);
+   measure(
+      "build/limit", [] { return builtBlocks(values); }, sumOfBlocks);
+   measure(
+      "build/shared_ptr", [] { return builtShared(values); }, sumOfShared);
 }
 
 /// One more owner of bare blocks, counted without atomic operations.
@@ -100,23 +104,34 @@ struct Counted
 
 void registerCopies()
 {
-   measure("copy-drop/row", [] { return NexthopInfoRow(rows[0]); }, sumOfRow);
-   measure("copy-drop/generic-row", [] { return Zorva::BaseRow(genericRow); }, sumOfRow);
-   measure("copy-drop/shared_ptr", [] { return Shared(structs[0]); }, sumOfShared);
-   measure("copy-drop/limit", [] { return Counted(bare[0]); }, [](const Counted&) { return columnSum(bare[0].columns()); });
+   measure(
+      "copy-drop/row", [] { return NexthopInfoRow(rows[0]); }, sumOfRow);
+   measure(
+      "copy-drop/generic-row", [] { return Zorva::BaseRow(genericRow); }, sumOfRow);
+   measure(
+      "copy-drop/shared_ptr", [] { return Shared(structs[0]); }, sumOfShared);
+   measure(
+      "copy-drop/limit", [] { return Counted(bare[0]); }, [](const Counted&) { return columnSum(bare[0].columns()); });
 
    static std::uint32_t port = 99;
-   measure("copy-modify/row", [] {
-      NexthopInfoRow copy(rows[0]);
-      copy.portIdIs(port);
-      return copy;
-   }, sumOfRow);
-   measure("copy-modify/limit", [] { return changedCopy(bare[0], port); }, sumOfBlocks);
-   measure("copy-modify/shared_ptr", [] {
-      Shared copy = std::make_shared<Packed>(*structs[0]);
-      copy->portId = port;
-      return copy;
-   }, sumOfShared);
+   measure(
+      "copy-modify/row",
+      [] {
+         NexthopInfoRow copy(rows[0]);
+         copy.portIdIs(port);
+         return copy;
+      },
+      sumOfRow);
+   measure(
+      "copy-modify/limit", [] { return changedCopy(bare[0], port); }, sumOfBlocks);
+   measure(
+      "copy-modify/shared_ptr",
+      [] {
+         Shared copy = std::make_shared<Packed>(*structs[0]);
+         copy->portId = port;
+         return copy;
+      },
+      sumOfShared);
 }
 
 void writeAll(NexthopInfoRow& to, const Values& v)
@@ -141,12 +156,43 @@ void registerColumns()
    const auto sum = [](auto*) {
       return columnSum(target) + columnSum(bareTarget.columns()) + columnSum(*sharedTarget);
    };
-   measure("write-one/row", [] { return &target.portIdIs(port); }, sum);
-   measure("write-one/limit", [] { bareTarget.columns().portId = port; return &bareTarget; }, sum);
-   measure("write-one/shared_ptr", [] { sharedTarget->portId = port; return &sharedTarget; }, sum);
-   measure("write-all/row", [] { writeAll(target, values); return &target; }, sum);
-   measure("write-all/limit", [] { pack(bareTarget.columns(), values); return &bareTarget; }, sum);
-   measure("write-all/shared_ptr", [] { pack(*sharedTarget, values); return &sharedTarget; }, sum);
+   measure(
+      "write-one/row", [] { return &target.portIdIs(port); }, sum);
+   measure(
+      "write-one/limit",
+      [] {
+         bareTarget.columns().portId = port;
+         return &bareTarget;
+      },
+      sum);
+   measure(
+      "write-one/shared_ptr",
+      [] {
+         sharedTarget->portId = port;
+         return &sharedTarget;
+      },
+      sum);
+   measure(
+      "write-all/row",
+      [] {
+         writeAll(target, values);
+         return &target;
+      },
+      sum);
+   measure(
+      "write-all/limit",
+      [] {
+         pack(bareTarget.columns(), values);
+         return &bareTarget;
+      },
+      sum);
+   measure(
+      "write-all/shared_ptr",
+      [] {
+         pack(*sharedTarget, values);
+         return &sharedTarget;
+      },
+      sum);
 }
 
 std::uint64_t macHash(const Mac& address) { return Halvo::Util::hash(&address, sizeof address); }
@@ -157,10 +203,9 @@ std::uint64_t contentChain(const Packed& p)
    const std::uint64_t dmac = macHash(p.dmac);
    const std::uint64_t smac = macHash(p.smac);
    std::uint64_t hash = 0;
-   for (const std::uint64_t value :
-        {p.genId, p.entryHandle, std::uint64_t{p.valid}, std::uint64_t{p.entryId}, std::uint64_t{p.id},
-         std::uint64_t{p.portId}, dmac, smac, std::uint64_t{p.drop},
-         static_cast<std::uint64_t>(std::int64_t{p.encapType}), std::uint64_t{p.encapId}})
+   for (const std::uint64_t value : {p.genId, p.entryHandle, std::uint64_t{p.valid}, std::uint64_t{p.entryId},
+                                     std::uint64_t{p.id}, std::uint64_t{p.portId}, dmac, smac, std::uint64_t{p.drop},
+                                     static_cast<std::uint64_t>(std::int64_t{p.encapType}), std::uint64_t{p.encapId}})
       hash = Zorva::hashCombine(hash, value);
    return hash;
 }

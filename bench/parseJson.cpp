@@ -1,4 +1,5 @@
-// Parses the JSON files named on the command line with nlohmann-json and nothing else: what nexthop-rows is compared to.
+// Parses the JSON files named on the command line with nlohmann-json and nothing else: what nexthop-rows is compared
+// to.
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>

@@ -2,9 +2,9 @@
 #include <capnp/any.h>
 #include <capnp/compat/json.h>
 #include <capnp/message.h>
+#include <flatbuffers/minireflect.h>
 #include <google/protobuf/util/json_util.h>
 #include <google/protobuf/util/message_differencer.h>
-#include <flatbuffers/minireflect.h>
 
 #include <memory>
 #include <string>
@@ -77,24 +77,32 @@ void registerCases()
    static const flatbuffers::DetachedBuffer same = built(values);
    static const std::uint8_t* both[] = {one.data(), same.data()};
    const auto sumOfBuffer = [](auto& made) { return sum(made.data()); };
-   measure("build/flatbuffers", [] { return built(values, tutorialRoom); }, sumOfBuffer);
-   measure("build/flatbuffers-sized", [] { return built(values); }, sumOfBuffer);
-   measure("build/flatbuffers-again", [] { return builtAgain(values); }, [](auto& made) { return sum(made.data.get()); });
-   measure("copy-modify/flatbuffers", [] {
-      Owned copy(one.data(), one.size());
-      flatbuffers::GetMutableRoot<Nexthop>(copy.data.get())->mutate_port_id(port);
-      return copy;
-   }, [](auto& made) { return sum(made.data.get()); });
+   measure(
+      "build/flatbuffers", [] { return built(values, tutorialRoom); }, sumOfBuffer);
+   measure(
+      "build/flatbuffers-sized", [] { return built(values); }, sumOfBuffer);
+   measure(
+      "build/flatbuffers-again", [] { return builtAgain(values); }, [](auto& made) { return sum(made.data.get()); });
+   measure(
+      "copy-modify/flatbuffers",
+      [] {
+         Owned copy(one.data(), one.size());
+         flatbuffers::GetMutableRoot<Nexthop>(copy.data.get())->mutate_port_id(port);
+         return copy;
+      },
+      [](auto& made) { return sum(made.data.get()); });
    measureChain("read-one/flatbuffers", [](std::uint64_t i) { return flatbuffers::GetRoot<Nexthop>(both[i])->id(); });
    measure("read-all/flatbuffers", [] { return sum(one.data()); });
-   measure("equality/flatbuffers", [] {
-      return one.size() == same.size() && std::memcmp(one.data(), same.data(), one.size()) == 0;
-   });
-   measure("json/flatbuffers", [] {
-      flatbuffers::ToStringVisitor json(" ", true, "");
-      flatbuffers::IterateFlatBuffer(one.data(), FlatPeer::NexthopTypeTable(), &json);
-      return json.s;
-   }, jsonSum);
+   measure("equality/flatbuffers",
+           [] { return one.size() == same.size() && std::memcmp(one.data(), same.data(), one.size()) == 0; });
+   measure(
+      "json/flatbuffers",
+      [] {
+         flatbuffers::ToStringVisitor json(" ", true, "");
+         flatbuffers::IterateFlatBuffer(one.data(), FlatPeer::NexthopTypeTable(), &json);
+         return json.s;
+      },
+      jsonSum);
 }
 
 } // namespace Flat
@@ -138,8 +146,8 @@ struct Message
 
 std::uint64_t sum(Nexthop::Reader n)
 {
-   return n.getGenId() + n.getEntryHandle() + n.getValid() + n.getEntryId() + n.getId() + n.getPortId() +
-          n.getDmac() + n.getSmac() + n.getDrop() + static_cast<std::uint32_t>(n.getEncapType()) + n.getEncapId();
+   return n.getGenId() + n.getEntryHandle() + n.getValid() + n.getEntryId() + n.getId() + n.getPortId() + n.getDmac() +
+          n.getSmac() + n.getDrop() + static_cast<std::uint32_t>(n.getEncapType()) + n.getEncapId();
 }
 
 void registerCases()
@@ -149,17 +157,24 @@ void registerCases()
    static const Nexthop::Reader readers[] = {one.root.asReader(), same.root.asReader()};
    static const Nexthop::Reader& reader = readers[0];
    const auto sumOfMessage = [](auto& made) { return sum(made.root.asReader()); };
-   measure("build/capnproto", [] { return Message(values); }, sumOfMessage);
-   measure("build/capnproto-sized", [] { return Message(values, rightSize); }, sumOfMessage);
-   measure("copy-modify/capnproto", [] { return Message(reader); }, sumOfMessage);
+   measure(
+      "build/capnproto", [] { return Message(values); }, sumOfMessage);
+   measure(
+      "build/capnproto-sized", [] { return Message(values, rightSize); }, sumOfMessage);
+   measure(
+      "copy-modify/capnproto", [] { return Message(reader); }, sumOfMessage);
    measureChain("read-one/capnproto", [](std::uint64_t i) { return readers[i].getId(); });
    measure("read-all/capnproto", [] { return sum(reader); });
-   measure("equality/capnproto", [] { return capnp::AnyStruct::Reader(reader) == capnp::AnyStruct::Reader(readers[1]); });
-   measure("json/capnproto", [] {
-      const capnp::JsonCodec codec;
-      const auto text = codec.encode(reader);
-      return std::string(text.cStr(), text.size());
-   }, jsonSum);
+   measure("equality/capnproto",
+           [] { return capnp::AnyStruct::Reader(reader) == capnp::AnyStruct::Reader(readers[1]); });
+   measure(
+      "json/capnproto",
+      [] {
+         const capnp::JsonCodec codec;
+         const auto text = codec.encode(reader);
+         return std::string(text.cStr(), text.size());
+      },
+      jsonSum);
 }
 
 } // namespace Capn
@@ -199,20 +214,27 @@ void registerCases()
    static const std::unique_ptr<Nexthop> same = built(values);
    static const Nexthop* both[] = {one.get(), same.get()};
    const auto sumOfMessage = [](auto& made) { return sum(*made); };
-   measure("build/protobuf", [] { return built(values); }, sumOfMessage);
-   measure("copy-modify/protobuf", [] {
-      auto copy = std::make_unique<Nexthop>(*one);
-      copy->set_port_id(port);
-      return copy;
-   }, sumOfMessage);
+   measure(
+      "build/protobuf", [] { return built(values); }, sumOfMessage);
+   measure(
+      "copy-modify/protobuf",
+      [] {
+         auto copy = std::make_unique<Nexthop>(*one);
+         copy->set_port_id(port);
+         return copy;
+      },
+      sumOfMessage);
    measureChain("read-one/protobuf", [](std::uint64_t i) { return both[i]->id(); });
    measure("read-all/protobuf", [] { return sum(*one); });
    measure("equality/protobuf", [] { return google::protobuf::util::MessageDifferencer::Equals(*one, *same); });
-   measure("json/protobuf", [] {
-      std::string text;
-      (void)google::protobuf::util::MessageToJsonString(*one, &text);
-      return text;
-   }, jsonSum);
+   measure(
+      "json/protobuf",
+      [] {
+         std::string text;
+         (void)google::protobuf::util::MessageToJsonString(*one, &text);
+         return text;
+      },
+      jsonSum);
 }
 
 } // namespace Proto

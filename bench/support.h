@@ -38,8 +38,16 @@ struct Values
 };
 
 /// What every case works on. Not constant, so that compilers load it anew each time.
-inline Values values{.genId = 1, .entryHandle = 0x100001267, .valid = true, .entryId = 42, .id = 4711, .portId = 17,
-                     .dmac = {2, 0, 0, 0, 0x1a, 0x2b}, .smac = {2, 0, 0, 0, 0x3c, 0x4d}, .drop = true, .encapType = 1,
+inline Values values{.genId = 1,
+                     .entryHandle = 0x100001267,
+                     .valid = true,
+                     .entryId = 42,
+                     .id = 4711,
+                     .portId = 17,
+                     .dmac = {2, 0, 0, 0, 0x1a, 0x2b},
+                     .smac = {2, 0, 0, 0, 0x3c, 0x4d},
+                     .drop = true,
+                     .encapType = 1,
                      .encapId = 100};
 
 using Mac = std::array<unsigned char, 6>;
@@ -109,9 +117,8 @@ std::uint64_t number(const Address& address)
 template <class Row>
 [[gnu::always_inline]] inline std::uint64_t columnSum(const Row& row)
 {
-   return row.genId() + row.entryHandle() + row.valid() + row.entryId() + row.id() + row.portId() +
-          number(row.dmac()) + number(row.smac()) + row.drop() + static_cast<std::uint32_t>(row.encapType()) +
-          row.encapId();
+   return row.genId() + row.entryHandle() + row.valid() + row.entryId() + row.id() + row.portId() + number(row.dmac()) +
+          number(row.smac()) + row.drop() + static_cast<std::uint32_t>(row.encapType()) + row.encapId();
 }
 
 /// The least that owns shared bytes: a block of 24 bytes that names the data, and the data.

@@ -152,15 +152,19 @@ void registerTableCases()
    for (const std::size_t n : {10000U, 100000U, 1000000U, 10000000U}) {
       measureAll("grow/row", n, nexthops, builtRows, sumOfSizes);
       measureAll("grow/shared_ptr", n, nexthops, builtStructs, sumOfSizes);
-      measureAll("insert/row", n, [](std::size_t count) { return builtRows(nexthops(count)); },
-                 [](const std::vector<NexthopInfoRow>& rows) { return filed(rows); }, sumOfSizes);
-      measureAll("insert/boost", n, [](std::size_t count) { return builtStructs(nexthops(count)); },
-                 [](const std::vector<Shared>& rows) { return filed(rows); }, sumOfSizes);
+      measureAll(
+         "insert/row", n, [](std::size_t count) { return builtRows(nexthops(count)); },
+         [](const std::vector<NexthopInfoRow>& rows) { return filed(rows); }, sumOfSizes);
+      measureAll(
+         "insert/boost", n, [](std::size_t count) { return builtStructs(nexthops(count)); },
+         [](const std::vector<Shared>& rows) { return filed(rows); }, sumOfSizes);
       const auto sum = [](std::uint64_t followedSum) { return followedSum; };
-      measureAll("find/row", n, [](std::size_t count) { return filed(builtRows(nexthops(count))); },
-                 [](const Table& table) { return followed(table, 0); }, sum);
-      measureAll("find/boost", n, [](std::size_t count) { return filed(builtStructs(nexthops(count))); },
-                 [](const FlatMap& table) { return followed(table, 0); }, sum);
+      measureAll(
+         "find/row", n, [](std::size_t count) { return filed(builtRows(nexthops(count))); },
+         [](const Table& table) { return followed(table, 0); }, sum);
+      measureAll(
+         "find/boost", n, [](std::size_t count) { return filed(builtStructs(nexthops(count))); },
+         [](const FlatMap& table) { return followed(table, 0); }, sum);
    }
    measureHeap("heap/row", 1000000, builtRows);
    measureHeap("heap/shared_ptr", 1000000, builtStructs);

@@ -62,25 +62,36 @@ std::string streamedJson(const NexthopInfoRow& r)
 
 void registerTextCases()
 {
-   measure("text/row", [] { return row.toString(); }, textSum);
-   measure("text/string-stream", [] { return streamedText(row); }, textSum);
-   measure("json-text/row", [] { return row.toJson(); }, textSum);
-   measure("json-text/string-stream", [] { return streamedJson(row); }, textSum);
-   measure("json/row", [] { return row.toJson(); }, jsonSum); // the peers' texts differ, their values do not
+   measure(
+      "text/row", [] { return row.toString(); }, textSum);
+   measure(
+      "text/string-stream", [] { return streamedText(row); }, textSum);
+   measure(
+      "json-text/row", [] { return row.toJson(); }, textSum);
+   measure(
+      "json-text/string-stream", [] { return streamedJson(row); }, textSum);
+   measure(
+      "json/row", [] { return row.toJson(); }, jsonSum); // the peers' texts differ, their values do not
 
    // Into a caller's stream, which is there already and starts over each time.
    static Sink sink;
    static std::ostream stream(&sink);
    const auto sumOfSink = [](auto*) { return textSum(sink.text()); };
-   measure("insertion/row", [] {
-      sink.restart();
-      return &(stream << row);
-   }, sumOfSink);
-   measure("insertion/plain", [] {
-      sink.restart();
-      insertText(stream, row);
-      return &stream;
-   }, sumOfSink);
+   measure(
+      "insertion/row",
+      [] {
+         sink.restart();
+         return &(stream << row);
+      },
+      sumOfSink);
+   measure(
+      "insertion/plain",
+      [] {
+         sink.restart();
+         insertText(stream, row);
+         return &stream;
+      },
+      sumOfSink);
 }
 
 } // namespace Bench

@@ -68,17 +68,11 @@ public:
    }
 
    /// Shares the other row's buffer and takes its position and flags.
-   BaseRow(const BaseRow& other) noexcept : BaseRow(RowBufHandle(other.rowBuf_), other)
-   {
-      ++baseRowCounters.copyCtor;
-   }
+   BaseRow(const BaseRow& other) noexcept : BaseRow(RowBufHandle(other.rowBuf_), other) { ++baseRowCounters.copyCtor; }
 
    /// Takes the other row's buffer, position and flags. The other is a null row afterwards; its position and flags
    /// keep their values.
-   BaseRow(BaseRow&& other) noexcept : BaseRow(std::move(other.rowBuf_), other)
-   {
-      ++baseRowCounters.moveCtor;
-   }
+   BaseRow(BaseRow&& other) noexcept : BaseRow(std::move(other.rowBuf_), other) { ++baseRowCounters.moveCtor; }
 
    /// Shares the other row's buffer and takes its position and flags, also when this row is read-only. Assigning a
    /// row to itself does nothing and counts nothing.

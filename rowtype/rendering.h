@@ -370,8 +370,7 @@ inline constexpr std::string_view nullRowText = "len: 0, NULL";
 /// Whether `os` writes numbers and text as a fresh stream of the classic locale does.
 inline bool isPlain(const std::ostream& os)
 {
-   return os.flags() == plainFlags && os.width() == 0 && os.fill() == ' ' &&
-          os.getloc() == std::locale::classic();
+   return os.flags() == plainFlags && os.width() == 0 && os.fill() == ' ' && os.getloc() == std::locale::classic();
 }
 
 /// Writes the text form of a row of Table's type into `os`, in that stream's formatting.
