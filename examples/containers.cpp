@@ -19,7 +19,8 @@ int main()
 
    // By key two of them are the same; by content all differ.
    const std::unordered_set<NexthopInfoRow> byKey(rows.begin(), rows.end());
-   const std::unordered_set<NexthopInfoRow, Zorva::ContentHash, Zorva::ContentEqual> byContent(rows.begin(), rows.end());
+   const std::unordered_set<NexthopInfoRow, Zorva::ContentHash, Zorva::ContentEqual> byContent(rows.begin(),
+                                                                                               rows.end());
    std::cout << byKey.size() << " keys, " << byContent.size() << " contents\n";
 
    std::ranges::stable_sort(rows); // by key
