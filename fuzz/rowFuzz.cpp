@@ -1,13 +1,6 @@
 // Any bytes as a row: the first byte says of which type, and where in its buffer when it is put there by force.
 #include "tests/support/hostile.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-   auto* const generator = &P4RuntimeRouting::NexthopInfoRowRowOpsGenerator::rowOpsGenerator_; // any: for the id alone
-   Zorva::installRowOpsGenerator(Test::TestRow::rowTypeName(), generator);
-   return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
    constexpr void (*use[])(const Test::Bytes&, Zorva::len_t) = {

@@ -3,6 +3,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-   Test::Sequence({data, size}).run();
+   Test::Sequence().run({data, size});
    return 0;
 }

@@ -3,7 +3,6 @@
 
 #include "rowtype/describe.h"
 #include "tests/support/rows.h"
-#include "tests/support/testRow.h"
 
 using namespace Test;
 

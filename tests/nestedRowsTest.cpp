@@ -1,8 +1,5 @@
 // Columns that hold a whole row: views, presence, and rows of the wrong type.
-#include <optional>
-
 #include "tests/support/rows.h"
-#include "tests/support/testRow.h"
 
 using namespace Test;
 
@@ -13,19 +10,15 @@ const std::string parentBytes = "94 00 03 00 | 00*41 | 35 00 34 00 69 00 2b 00 |
 
 TEST(NestedRows, AViewSharesTheParentUntilItIsWritten)
 {
-   std::optional<Exposed<TestRow>> parent(rowOf(parentBytes));
+   Exposed<TestRow> parent(rowOf(parentBytes));
    Exposed<NexthopInfoRow> view, cleared;
-   EXPECT_EQ(countsOf([&] { parent->readOnlyIs(true).getColumnStruct<NexthopInfoRow>(hopSlot, view); }),
+   EXPECT_EQ(countsOf([&] { parent.readOnlyIs(true).getColumnStruct<NexthopInfoRow>(hopSlot, view); }),
              (Counts{0, 0, 1, 1, 0, 1}));
-   EXPECT_TRUE(parent->rowBuf_.use_count() == 2 && view.rowOffset_ == 53 && view.subRow_ && view.portId() == 7);
+   EXPECT_TRUE(parent.rowBuf_.use_count() == 2 && view.rowOffset_ == 53 && view.subRow_ && view.portId() == 7);
    cleared = view;
-   expectFailure(readOnlyRow, {[&] { cleared.clearRow(); }});
    cleared.readOnlyIs(false).clearRow(); // keeps its position, in a buffer as long as its parent's
    EXPECT_TRUE(cleared.rowOffset_ == 53 && cleared.subRow_ && cleared.rowBuf_->length() == 148);
-   EXPECT_TRUE(isBytes(cleared, "34 00 01 00 | 00*48") && isBytes(*parent, parentBytes));
-   parent.reset();
-   view.readOnlyIs(false).clearRow(), view.portIdIs(8);
-   EXPECT_TRUE(view.rowOffset_ == 0 && !view.subRow_ && view.rowBuf_->length() == 52 && view.portId() == 8);
+   EXPECT_TRUE(isBytes(cleared, "34 00 01 00 | 00*48") && isBytes(parent, parentBytes));
 }
 
 template <class R>
@@ -72,10 +65,10 @@ TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
    EXPECT_TRUE(row.rowEqual(other) && row.rowHash() == other.rowHash());
    other.flagIs(true), other.macIs({2, 0, 0, 0, 0, 1}), other.portIs(80), other.deltaIs(-5), other.idIs(9);
    other.stampIs(1), other.firstIs({1, 2});
-   EXPECT_EQ(other.toString(),
-             "flag = true, mac = \"02:00:00:00:00:01\", port = 80, delta = -5, id = 9, stamp = 1, first = [1,2], "
-             "second = [], third = [], fourth = [], hop = {" + row.hop().toString() + "}, group = {genId = 0, "
-             "entryHandle = 0, valid = false, entryId = 0, id = 0, member = [7], watch = []}");
+   const std::string start = "flag = true, mac = \"02:00:00:00:00:01\", port = 80, delta = -5, id = 9, stamp = 1, "
+                             "first = [1,2], second = [], third = [], fourth = [], hop = {" + row.hop().toString();
+   EXPECT_EQ(other.toString(), start + "}, group = {genId = 0, entryHandle = 0, valid = false, entryId = 0, id = 0, "
+                                       "member = [7], watch = []}");
    EXPECT_EQ(TestRow().toJson().substr(119), "\"fourth\":[], \"hop\":null, \"group\":null}");
    EXPECT_TRUE(!row.rowEqual(other) && row.rowHash() != other.rowHash() && row.rowLess(other));
 }

@@ -4,7 +4,6 @@
 
 #include "embedded/table.h"
 #include "tests/support/rows.h"
-#include "tests/support/testRow.h"
 
 using namespace Test;
 using Zorva::Embedded::Table;

@@ -1,6 +1,5 @@
 // Slots, the variable data area and arrays: every byte of growing rows, limits, and slots that lie.
 #include "tests/support/rows.h"
-#include "tests/support/testRow.h"
 
 using namespace Test;
 using testing::ElementsAre, testing::ElementsAreArray;
@@ -11,29 +10,25 @@ std::string group(const std::string& length, const std::string& rest) { return l
 TEST(VariableColumns, EveryByteOfARowThatGrowsAndShrinks)
 {
    Exposed<EcmpMemberListRow> row;
-   const auto check = [&](int line, const std::string& length, const std::string& rest, int capacity) {
-      EXPECT_TRUE(isBytes(row, group(length, rest)) && row.rowBuf_->length() == capacity) << "line " << line;
+   const auto check = [&](const BaseRow&, const std::string& length, const std::string& rest, int capacity) {
+      EXPECT_TRUE(isBytes(row, group(length, rest)) && row.rowBuf_->length() == capacity) << "for " << rest;
    };
-   row.memberIs({5, 6, 7}).watchIs({});
-   check(__LINE__, "33", "25 00 0e 80 | 00*4 | 03 ?? 05 00*3 06 00*3 07 00*3", 51);
-   row.memberIs({8, 9}); // in place, four bytes die
-   check(__LINE__, "33", "25 00 0a 80 | 00*4 | 02 ?? 08 00*3 09 00*3 | 07 00*3", 51);
-   row.watchIs(std::array{1u}); // behind the last byte
-   check(__LINE__, "39", "25 00 0a 80 | 33 00 06 80 | 02 ?? 08 00*3 09 00*3 | 07 00*3 | 01 ?? 01 00*3", 57);
-   row.memberIs({1, 2, 3, 4, 5}); // watch moves down first
-   check(__LINE__, "41", "2b 00 16 80 | 25 00 06 80 | 01 ?? 01 00*3 | 05 ?? 01 0*3 02 0*3 03 0*3 04 0*3 05 0*3", 65);
-   row.memberIs({}).watchIs({});
-   check(__LINE__, "41", "00*3 80 | 00*3 80 | ??*28", 65);
-   row.watchIs({9}); // an empty slot never causes a compaction
-   check(__LINE__, "47", "00*3 80 | 41 00 06 80 | ??*28 | 01 ?? 09 00*3", 71);
+   check(row.memberIs({5, 6, 7}).watchIs({}), "33", "25 00 0e 80 | 00*4 | 03 ?? 05 00*3 06 00*3 07 00*3", 51);
+   // In place, four bytes die; then behind the last byte; then watch moves down first.
+   check(row.memberIs({8, 9}), "33", "25 00 0a 80 | 00*4 | 02 ?? 08 00*3 09 00*3 | 07 00*3", 51);
+   check(row.watchIs(std::array{1u}), "39",
+         "25 00 0a 80 | 33 00 06 80 | 02 ?? 08 00*3 09 00*3 | 07 00*3 | 01 ?? 01 00*3", 57);
+   check(row.memberIs({1, 2, 3, 4, 5}), "41",
+         "2b 00 16 80 | 25 00 06 80 | 01 ?? 01 00*3 | 05 ?? 01 0*3 02 0*3 03 0*3 04 0*3 05 0*3", 65);
+   check(row.memberIs({}).watchIs({}), "41", "00*3 80 | 00*3 80 | ??*28", 65);
+   // An empty slot never causes a compaction.
+   check(row.watchIs({9}), "47", "00*3 80 | 41 00 06 80 | ??*28 | 01 ?? 09 00*3", 71);
    row.clearRow();
-   row.header()[38] = 0xff;
-   row.watchIs({7}); // into the spare bytes; the header's upper three bits stay
-   check(__LINE__, "2b", "00*4 | 25 00 06 80 | 01 e0 07 00*3", 71);
-   row = EcmpMemberListRow(0, 0, false, 0, 0, {2}, {3, 4});
-   check(__LINE__, "35", "25 00 06 80 | 2b 00 0a 80 | 01 00 02 00*3 | 02 00 03 00*3 04 00*3", 53);
-   row = EcmpMemberListRow(0, 0, false, 0, 0, {}, {});
-   check(__LINE__, "25", "00*8", 41);
+   row.header()[38] = 0xff; // in the spare bytes, of which the header's upper three bits stay
+   check(row.watchIs({7}), "2b", "00*4 | 25 00 06 80 | 01 e0 07 00*3", 71);
+   check(row = EcmpMemberListRow(0, 0, false, 0, 0, {2}, {3, 4}), "35",
+         "25 00 06 80 | 2b 00 0a 80 | 01 00 02 00*3 | 02 00 03 00*3 04 00*3", 53);
+   check(row = EcmpMemberListRow(0, 0, false, 0, 0, {}, {}), "25", "00*8", 41);
 }
 
 TEST(VariableColumns, FourSlotsCompactInAnyOrderOfAreas)
@@ -64,8 +59,9 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    for (len_t slot = 33; slot <= 41; slot = static_cast<len_t>(slot + 4))
       row.setColumn<unsigned>(slot, upTo(4095), 53);
    const auto before = snapshot(row);
-   const std::string tooMany = " elements is longer than 4095", tooLong =
-      "Halvo::AssertException: baseRow:427: updateVCT: array field length greater than 32767 bytes";
+   const std::string tooMany = " elements is longer than 4095",
+                     tooLong =
+                        "Halvo::AssertException: baseRow:427: updateVCT: array field length greater than 32767 bytes";
    for (const std::size_t n : {4096u, 8191u, 8192u, 16374u, 16384u, 1000000u})
       expectFailure(n > 8191 ? tooLong : "Zorva::ZoOutOfRange: array of " + std::to_string(n) + tooMany,
                     {[&] { row.firstIs(upTo(n)); }, [&] { EcmpMemberListRow(0, 0, false, 0, 0, upTo(n), {}); },

@@ -1,7 +1,6 @@
 // Bytes from outside: every fault found, by name and place; and the rows made of sound ones.
 #include "rowtype/verify.h"
 #include "tests/support/rows.h"
-#include "tests/support/testRow.h"
 
 using namespace Test;
 using Zorva::RowFault, Zorva::RowCheck;
@@ -24,12 +23,7 @@ const std::string slots = "00*16 | 35 00 34 00 | 69 00 2b 00 | ";
 
 TEST(Verify, EveryFaultHasANameAndAPlace)
 {
-   const struct
-   {
-      RowFault fault;
-      std::size_t offset;
-      std::string row;
-   } cases[] = {
+   const std::tuple<RowFault, std::size_t, std::string> cases[] = {
       {RowFault::none, 0, parent(slots, hopBytes, groupBytes)},
       {RowFault::none, 0, parent("ff ff 00 80 | 00*12 | 35 00 34 80 | 69 00 2b 80 | ", hopBytes, groupBytes)},
       {RowFault::noHeader, 0, "03 00 00"},
@@ -50,11 +44,11 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       {RowFault::nestedBeyondSlot, 53, parent(slots, "35 00 09 00 | 00*48 | ", groupBytes)},
       {RowFault::nestedBeyondSlot, 105, parent("00*16 | 35 00 34 00 | 69 00 03 00 | ", hopBytes, groupBytes)},
    };
-   for (const auto& each : cases) {
-      const auto bytes = bytesOf(each.row);
+   for (const auto& [fault, offset, row] : cases) {
+      const auto bytes = bytesOf(row);
       const RowCheck check = Zorva::verifyRow<TestRow>(bytes);
-      const std::string reason = std::string(text(each.fault)) + " at offset " + std::to_string(each.offset);
-      EXPECT_EQ(check, (RowCheck{each.fault, each.offset})) << text(check.fault) << ' ' << check.offset << each.row;
+      const std::string reason = std::string(text(fault)) + " at offset " + std::to_string(offset);
+      EXPECT_EQ(check, (RowCheck{fault, offset})) << text(check.fault) << ' ' << check.offset << row;
       EXPECT_EQ(failureOf([&] { Zorva::adoptRow<TestRow>(bytes); }),
                 check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Examples::PortRow: " + reason);
    }

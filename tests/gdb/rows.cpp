@@ -1,13 +1,13 @@
 // Rows in the states that the gdb printers tell apart, in global memory so that no optimiser takes them away.
-#include "tests/support/testRow.h"
+#include "examples/portRow.h"
 
-using namespace Test;
+using namespace Examples;
 
 NexthopInfoRow null{BaseRow()}, hop(1, 2, true, 3, 42, 7, {2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 0, 0xfe}, false, -4, 5);
 EcmpMemberListRow group(1, 2, false, 3, 4, {7, 8, 9}, {}), spoilt = group.clone();
 BaseRow generic = BaseRow(hop).readOnlyIs(true), unknown(7);
 const BaseRow& reference = group;
-TestRow parent{BaseRow()}; // with a copy of hop behind its fixed part
+PortRow parent{BaseRow()}; // with a copy of hop behind its fixed part
 Zorva::SubRow view{BaseRow(), 0};
 EthAddr mac = hop.dmac();
 Zorva::ArrayReference<std::uint32_t> members = group.member();

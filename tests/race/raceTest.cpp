@@ -45,7 +45,6 @@ TEST(Race, AFormerOwnersLastReadComesBeforeTheWriteInPlace)
    }
 }
 
-#ifndef KNOWN_BAD
 // Three threads, each with a copy of `work`, all at once.
 template <class Work>
 static void inThreads(const Work& work)
@@ -84,4 +83,3 @@ TEST(Race, SharedBuffersAndReadersOfATable)
          EXPECT_EQ(filed.portId() + filed.portIdIs(7).portId(), 7u); // a private copy, the filed row stays
    });
 }
-#endif

@@ -6,7 +6,6 @@
 #include "rowtype/describe.h"
 #include "rowtype/verify.h"
 #include "tests/support/rows.h"
-#include "tests/support/testRow.h"
 
 namespace Test {
 
@@ -20,33 +19,54 @@ inline std::string_view heldBytes(const Exposed<BaseRow>& row)
    return {reinterpret_cast<const char*>(row.header()), std::min(length, room)};
 }
 
+/// Of a row's changes and nested views, every so manieth gets its turn; all do in the course of many rows.
+inline unsigned turns = 1;
+inline bool isDue()
+{
+   static unsigned turn = 0;
+   return ++turn % turns == 0;
+}
+
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
 {
    [[maybe_unused]] volatile std::size_t result = 0; // so that nothing is left out
    const auto attempt = [&](auto call) {
+      const auto use = [&] { result = call(); };
       try {
-         result = call();
+         use();
       } catch (const Zorva::ZoNotSupported&) { // the order of arrays
       } catch (const Zorva::ZoNullRow&) {      // the hash of a nested row that is not there
       } catch (const std::runtime_error&) {
          if (sound)
             throw;
       }
+      if (heap.mayFail)
+         eachAllocationFailing(failureOf(use), use, [](auto&&...) {});
    };
    // Changes a row that shares these bytes, and one that has them alone.
    const std::string before(heldBytes(row));
    const auto change = [&](auto call) {
+      if (!isDue())
+         return;
       Exposed<Row> shares(row), alone(row);
       alone.rowBuf_ = Zorva::RowBufHandle::copyOf(row.rowBuf_->data(), row.rowBuf_->length());
       alone.subRow_ = false;
-      for (Exposed<Row>* const changed : {&shares, &alone})
-         try {
-            call(*changed);
-         } catch (const std::runtime_error&) {
-            if (sound || heldBytes(*changed) != before)
+      for (Exposed<Row>* const changed : {&shares, &alone}) {
+         const auto unchanged = [&](auto&&...) {
+            if (heldBytes(*changed) != before)
                throw std::logic_error("a refused change changed the row");
-         }
+         };
+         if (sound)
+            eachAllocationFailing(
+               "none", [&] { call(*changed); }, unchanged);
+         else
+            try {
+               call(*changed);
+            } catch (const std::runtime_error&) {
+               unchanged();
+            }
+      }
    };
    const auto compare = [&](const Row& a, const Row& b) {
       attempt([&] { return a.rowEqual(b) + 2u * a.BaseRow::rowEqual(b); });
@@ -67,7 +87,7 @@ void useRow(const Exposed<Row>& row, bool sound)
          using Nested = std::conditional_t<isHop, NexthopInfoRow, EcmpMemberListRow>;
          Exposed<Nested> view{BaseRow()};
          attempt([&] { return row.template getColumnStruct<Nested>(at, view), view.isNull(); });
-         if (!view.isNull())
+         if (!view.isNull() && isDue())
             useRow(view, sound);
       } else {
          change([](auto& changed) { changed.template setColumn<Value>(at, Value(), Row::baseRowLength_); });

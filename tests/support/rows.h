@@ -1,19 +1,22 @@
-// What the suites share: rows from literal bytes, whole rows compared with literal bytes, access to a row's protected
-// side, and failures and construction counts as values that a test can compare.
+// What the suites share: names, rows from literal bytes, whole rows compared with literal bytes, access to a row's
+// protected side, and construction counts as values that a test can compare.
 //
 // Literal bytes are text: "34 00 01 00 | 00*48". A bar is ignored, *N repeats a byte, ?? matches any byte: the second
 // byte of an array's header, three bits of which a store leaves as they were.
 #pragma once
 
-#include <cxxabi.h>
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <numeric>
 
-#include "rowstore/baseRow.h"
+#include "examples/portRow.h"
+#include "tests/support/heap.h"
 
 namespace Test {
+
+using TestRow = Examples::PortRow; // with every kind of column
+using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
+using Zorva::BaseRow, Zorva::EthAddr, Zorva::len_t, Zorva::Type;
 
 inline const std::string nullRow = "Zorva::ZoNullRow: null row";
 inline const std::string readOnlyRow = "Zorva::ZoPermissionViolation: Attempting to modify read-only row";
@@ -25,7 +28,7 @@ class Exposed : public Row
 public:
    using Row::Row;
    Exposed() = default;
-   Exposed(const Zorva::BaseRow& row) : Row(row) {}
+   Exposed(const BaseRow& row) : Row(row) {}
 
    using Row::makeFreeSpace, Row::slotAt, Row::updateFixElemArray, Row::updateVCT, Row::header;
    using Row::readOnly_, Row::rowBuf_, Row::rowOffset_, Row::subRow_;
@@ -45,10 +48,10 @@ inline std::vector<int> parseBytes(const std::string& text)
 }
 
 /// A generic row over a buffer of exactly these bytes, of which nothing is checked.
-inline Exposed<Zorva::BaseRow> rowOf(const std::string& text)
+inline Exposed<BaseRow> rowOf(const std::string& text)
 {
    const std::vector<int> bytes = parseBytes(text);
-   Exposed<Zorva::BaseRow> row(static_cast<Zorva::len_t>(bytes.size()));
+   Exposed<BaseRow> row(static_cast<len_t>(bytes.size()));
    std::ranges::transform(bytes, row.header(), [](int byte) { return static_cast<unsigned char>(byte); });
    return row;
 }
@@ -69,48 +72,25 @@ testing::AssertionResult isBytes(const Row& row, const std::string& text)
    return differs.in1 == actual.end() && differs.in2 == expected.end() ? testing::AssertionSuccess() : failure;
 }
 
-inline std::vector<unsigned char> snapshot(const Zorva::BaseRow& row)
-{
-   return {row.bytes().begin(), row.bytes().end()};
-}
-
-/// "exception class: message", "none" when the call succeeds.
-inline std::string failureOf(const std::function<void()>& call)
-{
-   try {
-      call();
-      return "none";
-   } catch (const std::exception& e) {
-      const std::unique_ptr<char, decltype(&std::free)> name(
-         abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, nullptr), &std::free);
-      return std::string(name.get()) + ": " + e.what();
-   }
-}
-
-/// Calls that all fail so, or with "none" succeed.
-inline void expectFailure(const std::string& failure, const std::vector<std::function<void()>>& calls)
-{
-   for (const auto& call : calls)
-      EXPECT_EQ(failureOf(call), failure) << "call " << &call - calls.data();
-}
+inline std::vector<unsigned char> snapshot(const BaseRow& row) { return {row.bytes().begin(), row.bytes().end()}; }
 
 /// default, length, copy, move, copy assignment, move assignment: what the call adds to this thread's counters.
 using Counts = std::array<std::uint64_t, 6>;
 
 inline Counts countsOf(const std::function<void()>& call)
 {
-   const auto before = std::bit_cast<Counts>(Zorva::BaseRow::baseRowCounters);
+   const auto before = std::bit_cast<Counts>(BaseRow::baseRowCounters);
    call();
-   auto counts = std::bit_cast<Counts>(Zorva::BaseRow::baseRowCounters);
+   auto counts = std::bit_cast<Counts>(BaseRow::baseRowCounters);
    std::ranges::transform(counts, before, counts.begin(), std::minus<>());
    return counts;
 }
 
-/// 1, 2, ... n.
-inline std::vector<std::uint32_t> upTo(std::size_t n)
+/// n numbers: 1, 2, ...
+inline std::vector<std::uint32_t> upTo(std::size_t n, std::uint32_t first = 1)
 {
    std::vector<std::uint32_t> values(n);
-   std::iota(values.begin(), values.end(), 1u);
+   std::iota(values.begin(), values.end(), first);
    return values;
 }
 

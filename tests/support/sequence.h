@@ -1,64 +1,51 @@
-// Sequences of operations on four rows, with a plain model beside them that is checked after every step. Bytes choose
-// the operations, so one engine serves exhaustive short sequences, seeded random ones and a fuzzer. A row that differs
-// from its model throws std::logic_error.
+// Sequences of operations on four rows, with a plain model beside them that is checked after every step, also after one
+// that failed for want of memory. Bytes choose the operations, so one engine serves exhaustive short sequences, seeded
+// random ones and a fuzzer. A row that differs from its model throws std::logic_error.
 #pragma once
 
-#include <memory>
-#include <variant>
-
-#include "routing_types/P4RuntimeRoutingEcmpTypes.h"
 #include "rowtype/verify.h"
 #include "tests/support/rows.h"
 
 namespace Test {
 
-using Zorva::Column, Zorva::Type;
-
 class Sequence
 {
 public:
-   explicit Sequence(std::span<const unsigned char> bytes) : bytes_(bytes) {}
+   static constexpr unsigned char operations = 16;
 
-   void run()
+   void run(std::span<const unsigned char> bytes)
    {
-      for (std::size_t i = 0; i < rows_.size(); ++i)
-         create(i, {});
-      while (!bytes_.empty()) {
-         step();
-         for (std::size_t i = 0; i < rows_.size(); ++i)
-            check(i);
+      // Of four bytes one is the operation, one its rows, and two choose values.
+      for (; bytes.size() >= 4; bytes = bytes.subspan(4)) {
+         operation_ = bytes[0] % operations;
+         const unsigned a = bytes[1] % 4, b = bytes[1] / 4 % 4;
+         models_[a] = step(a, b, (bytes[1] & 16) != 0, bytes[2], bytes[3]);
+         checkAll();
       }
    }
 
-   static constexpr unsigned char operations = 16;
-
 private:
-   using Row = P4RuntimeRouting::EcmpMemberListRow; // the type with more to go wrong
-   using Value = std::variant<std::uint64_t, std::vector<std::uint32_t>>; // a fixed column's bytes, or an array
+   using Row = EcmpMemberListRow; // the type with more to go wrong
+   using Column = Zorva::Column;
+
+   static constexpr auto& columns_ = Row::columns_.columns;
+   static constexpr std::size_t idColumn = 4;
+
+   // A column's value, zero-extended; of an array the first element, the others following in steps of one.
+   struct Value
+   {
+      std::uint64_t bits = 0;
+      std::size_t count = 0; // elements of an array
+      friend bool operator==(const Value&, const Value&) = default;
+   };
 
    struct Model
    {
       int buffer = 0; // rows of one number share their bytes; 0 for a null row
       bool readOnly = false;
       bool view = false;
-      std::vector<Value> values;
+      std::array<Value, columns_.size()> values{};
    };
-
-   static constexpr auto& columns_ = Row::columns_.columns;
-   static constexpr std::size_t idColumn = 4;
-
-   template <class T>
-   static T as(const Value& value)
-   {
-      return Zorva::load<T>(reinterpret_cast<const unsigned char*>(&std::get<0>(value)));
-   }
-
-   std::size_t next()
-   {
-      const std::size_t byte = bytes_.empty() ? 0 : bytes_.front();
-      bytes_ = bytes_.subspan(bytes_.empty() ? 0 : 1);
-      return byte;
-   }
 
    void require(bool holds, std::string_view what) const
    {
@@ -66,221 +53,221 @@ private:
          throw std::logic_error(std::string(what) + " after operation " + std::to_string(operation_));
    }
 
-   void expect(const std::string& failure, const std::function<void()>& call) const
+   // The call ends in `failure` and makes so many allocations, -1 for any. One that fails leaves all rows as they were,
+   // but for row a's private copy where the call begins with that.
+   void expect(std::size_t a, const std::string& failure, const long& allocations, const std::function<void()>& call,
+               bool copies = false)
    {
-      const std::string actual = failureOf(call);
-      if (!actual.starts_with(failure))
-         require(false, "wanted \"" + failure + "\", got \"" + actual + '"');
+      const long made = eachAllocationFailing(failure, call, [&](long number, const std::string& end) {
+         const std::string lengths = std::to_string(bufferOf(a) ? bufferOf(a)->length() : 0) +
+                                     " requested new length: " + std::to_string(heap.failedSize);
+         require(end.find("realloc") == end.npos || end.ends_with(" length: " + lengths), end);
+         if (copies && number > 2)
+            modelPrivateCopy(models_[a], false);
+         checkAll();
+      });
+      require(!heap.mayFail || allocations < 0 || made == allocations, std::to_string(made) + " allocations");
    }
 
-   // Makes row i a new one: null without values.
-   void create(std::size_t i, const std::vector<Value>& v)
-   {
-      rows_[i] = v.empty() ? std::make_unique<Row>(Zorva::BaseRow())
-                           : std::make_unique<Row>(as<std::uint64_t>(v[0]), as<std::uint64_t>(v[1]), as<bool>(v[2]),
-                                                   as<std::uint32_t>(v[3]), as<std::uint32_t>(v[4]),
-                                                   std::get<1>(v[5]), std::get<1>(v[6]));
-      models_[i] = {v.empty() ? 0 : ++lastBuffer_, false, false, v};
-   }
+   const Zorva::RowBufHandle& bufferOf(std::size_t i) const { return rows_[i].*(&Exposed<BaseRow>::rowBuf_); }
+
+   long ownersOf(const Model& model) const { return std::ranges::count(models_, model.buffer, &Model::buffer); }
+   bool needsCopy(const Model& model) const { return model.buffer != 0 && (model.view || ownersOf(model) > 1); }
 
    // A value that fits the column: small, or with every byte the same.
-   Value valueFor(const Column& column)
+   static Value valueFor(const Column& column, std::size_t byte)
    {
-      const std::uint64_t byte = column.type == Type::boolean ? next() & 1 : next();
       const std::uint64_t repeated = byte % 4 == 0 ? byte * 0x0101010101010101 : byte;
       if (column.isVariable())
-         return std::vector<std::uint32_t>(byte % 9, static_cast<std::uint32_t>(repeated));
-      return repeated & ~std::uint64_t{0} >> (64 - 8 * column.width());
+         return byte % 9 == 0 ? Value() : Value{static_cast<unsigned>(repeated), byte % 9};
+      return {column.type == Type::boolean ? byte % 2 : repeated & ~std::uint64_t{0} >> (64 - 8 * column.width())};
    }
 
-   std::vector<Value> values()
-   {
-      std::vector<Value> values;
-      for (const Column& column : columns_)
-         values.push_back(valueFor(column));
-      return values;
-   }
+   static auto elements(const Value& value) { return upTo(value.count, static_cast<unsigned>(value.bits)); }
 
-   static std::vector<Value> zeroes()
+   Model create(std::size_t a, std::size_t x, std::size_t y)
    {
-      using Array = std::vector<std::uint32_t>;
-      return {0ul, 0ul, 0ul, 0ul, 0ul, Array(), Array()};
+      Model model{++lastBuffer_, false, false, {}};
+      auto& v = model.values;
+      for (std::size_t i = 0; i < v.size(); ++i)
+         v[i] = valueFor(columns_[i], (x + i * y) % 256);
+      const auto entryId = static_cast<unsigned>(v[3].bits), id = static_cast<unsigned>(v[4].bits);
+      const auto member = elements(v[5]), watch = elements(v[6]);
+      expect(a, "none", 2, [&] { rows_[a] = Row(v[0].bits, v[1].bits, v[2].bits, entryId, id, member, watch); });
+      return model;
    }
 
    // What every modifier does first.
    void modelPrivateCopy(Model& model, bool keepsView)
    {
-      if (model.buffer != 0 && (std::ranges::count(models_, model.buffer, &Model::buffer) > 1 || model.view))
+      if (needsCopy(model)) {
          model.buffer = ++lastBuffer_;
-      model.view = model.view && keepsView;
+         model.view = model.view && keepsView;
+      }
    }
 
-   void write(std::size_t i)
+   Model write(std::size_t a, std::size_t x, std::size_t y)
    {
-      Model& model = models_[i];
-      Zorva::BaseRow& row = *rows_[i];
-      const std::size_t number = next() % columns_.size();
+      Model& model = models_[a];
+      BaseRow& row = rows_[a];
+      const std::size_t number = x % columns_.size();
       const Column& column = columns_[number];
-      Value value = valueFor(column);
-      const bool tooLong = column.isVariable() && next() == 255;
-      if (tooLong)
-         value = std::vector<std::uint32_t>(Zorva::maxArrayElements + 1);
-      expect(model.buffer == 0 ? nullRow : model.readOnly ? readOnlyRow : tooLong ? "Zorva::ZoOutOfRange: array" : "none",
-             [&] {
-                switch (column.width() + 100 * column.isVariable()) {
-                case 1: return row.setColumn<bool>(column.offset, as<bool>(value), 37);
-                case 4: return row.setColumn<unsigned>(column.offset, as<unsigned>(value), 37);
-                case 8: return row.setColumn<unsigned long>(column.offset, as<unsigned long>(value), 37);
-                default: return row.setColumn<unsigned>(column.offset, std::get<1>(value), 37);
-                }
-             });
-      modelPrivateCopy(model, model.buffer == 0);
-      if (model.buffer != 0 && !model.readOnly && !tooLong)
+      const Value value = valueFor(column, y);
+      const bool copies = needsCopy(model), isNull = model.buffer == 0, tooLong = column.isVariable() && y == 255;
+      const auto array = tooLong ? upTo(4096) : elements(value);
+      const int room = isNull ? 0 : copies ? row.rowLength() : bufferOf(a)->length();
+      const std::string failure = isNull           ? nullRow
+                                  : model.readOnly ? readOnlyRow
+                                  : tooLong        ? "Zorva::ZoOutOfRange: array of 4096 elements is longer than 4095"
+                                                   : "none";
+      long allocations = -1;
+      expect(
+         a, failure, allocations,
+         [&] {
+            switch (column.isVariable() ? 0 : column.width()) {
+            case 0: row.setColumn<unsigned>(column.offset, array, 37); break;
+            case 1: row.setColumn<bool>(column.offset, value.bits != 0, 37); break;
+            case 4: row.setColumn<unsigned>(column.offset, static_cast<unsigned>(value.bits), 37); break;
+            default: row.setColumn<unsigned long>(column.offset, value.bits, 37);
+            }
+            allocations = 2 * copies + (bufferOf(a)->length() > room);
+         },
+         true);
+      modelPrivateCopy(model, false);
+      if (failure == "none")
          model.values[number] = value;
+      return model;
    }
 
    // A parent row with row b's bytes nested behind one slot, and row a a view of them.
-   void view(std::size_t a, std::size_t b)
+   Model view(std::size_t a, std::size_t b)
    {
-      const auto nested = snapshot(*rows_[b]);
-      const auto length = static_cast<Zorva::len_t>(nested.size());
-      Exposed<Zorva::BaseRow> parent(static_cast<Zorva::len_t>(8 + length));
+      const auto nested = snapshot(rows_[b]);
+      const auto length = static_cast<len_t>(nested.size());
+      Exposed<BaseRow> parent(static_cast<len_t>(8 + length));
       parent.updateVCT(4, 8, length, false);
       std::ranges::copy(nested, parent.header() + 8);
       parent.readOnlyIs(models_[b].readOnly);
-      parent.getColumnStruct(4, *rows_[a]);
-      models_[a] = {++lastBuffer_, models_[b].readOnly, true, models_[b].values};
+      expect(a, "none", 0, [&] { parent.getColumnStruct(4, rows_[a]); });
+      return {++lastBuffer_, models_[b].readOnly, true, models_[b].values};
    }
 
-   // Assigns row b, or what is no row of the type.
-   void assign(std::size_t a, std::size_t b, bool moves, bool foreign)
+   // Assigns row b or, for null, what is no row of the type: that is refused and not undone.
+   Model assign(std::size_t a, std::size_t b, bool moves, bool foreign)
    {
-      Zorva::BaseRow other = foreign ? P4RuntimeRouting::NexthopInfoRow::key(1) : Zorva::BaseRow();
-      Zorva::BaseRow& source = foreign ? other : *rows_[b];
-      expect(foreign ? "Zorva::ZoBadCast: row type " : "none",
-             [&] { moves ? *rows_[a] = std::move(source) : *rows_[a] = std::as_const(source); });
-      if (foreign) {
-         require(rows_[a]->rowLength() == 52, "a refused assignment is not undone");
-         return create(a, {});
-      }
-      models_[a] = models_[b];
-      if (moves && a != b)
+      BaseRow other = foreign ? NexthopInfoRow::key(1) : BaseRow();
+      BaseRow& source = foreign ? other : rows_[b];
+      const std::string end =
+         failureOf([&] { moves ? rows_[a] = std::move(source) : rows_[a] = std::as_const(source); });
+      require(end.starts_with(foreign ? "Zorva::ZoBadCast: " : "none"), end);
+      require(!foreign || std::exchange(rows_[a], BaseRow()).rowLength() == 52, "refused assignment");
+      const Model model = foreign ? Model() : models_[b];
+      if (moves && !foreign && a != b)
          models_[b].buffer = 0;
+      return model;
    }
 
-   void compare(std::size_t a, std::size_t b)
+   Model compare(const Model& x, const Model& y, const Row& row, const Row& other)
    {
-      const Model& x = models_[a];
-      const Model& y = models_[b];
       const bool anyNull = x.buffer == 0 || y.buffer == 0;
-      expect(anyNull ? nullRow : "none", [&] {
-         const bool equal = rows_[a]->rowEqual(*rows_[b]);
+      expect(0, anyNull ? nullRow : "none", anyNull ? -1 : 0, [&] {
+         const bool equal = row.rowEqual(other);
          require(equal == (x.values == y.values), "equality");
-         require(!equal || rows_[a]->rowHash() == rows_[b]->rowHash(), "equal rows, different hashes");
+         require(!equal || row.rowHash() == other.rowHash(), "equal rows, different hashes");
+         const auto order = x.values[idColumn].bits <=> y.values[idColumn].bits;
+         require((row <=> other) == order && (row == other) == (order == 0) && (row < other) == (order < 0), "key");
+         require((row.hash() == other.hash()) == (order == 0), "key hash");
       });
       if (anyNull)
-         return;
+         return x;
       std::size_t i = 0;
       while (i < idColumn && x.values[i] == y.values[i])
          ++i;
-      expect(x.values[i] == y.values[i] ? "Zorva::ZoNotSupported: column less" : "none",
-             [&] { require(rows_[a]->rowLess(*rows_[b]) == (x.values[i] < y.values[i]), "order"); });
-      const auto order = x.values[idColumn] <=> y.values[idColumn];
-      const Row& row = *rows_[a];
-      const Row& other = *rows_[b];
-      require((row <=> other) == order && (row == other) == (order == 0) && (row < other) == (order < 0), "key");
-      require((row.hash() == other.hash()) == (order == 0), "key hash");
+      const bool noOrder = x.values[i] == y.values[i];
+      expect(0, noOrder ? "Zorva::ZoNotSupported: column less not supported for arrays" : "none", noOrder ? -1 : 0,
+             [&] { require(row.rowLess(other) == (x.values[i].bits < y.values[i].bits), "order"); });
+      return x;
    }
 
-   void step()
+   // The model of row a after the step.
+   Model step(std::size_t a, std::size_t b, bool flag, std::size_t x, std::size_t y)
    {
-      operation_ = next() % operations;
-      const std::size_t rows = next();
-      const std::size_t a = rows % 4;
-      const std::size_t b = rows / 4 % 4;
-      const bool flag = (rows & 16) != 0;
+      Row& row = rows_[a];
       Model& model = models_[a];
       Model other = models_[b];
       switch (operation_) {
-      case 0: return create(a, values());
-      case 1: return create(a, {});
+      case 0: return create(a, x, y);
+      case 1: // null
+         row = BaseRow();
+         return {};
       case 2:
       case 3: return assign(a, b, operation_ == 3, flag);
       case 4:
-      case 5: return write(a);
-      case 6: // clear
-         expect(model.buffer != 0 && model.readOnly ? readOnlyRow : "none", [&] { rows_[a]->clearRow(); });
-         if (model.buffer == 0 || model.readOnly)
-            return;
-         modelPrivateCopy(model, true);
-         model.values = zeroes();
-         return;
+      case 5: return write(a, x, y);
+      case 6: { // clear
+         const bool refused = model.buffer != 0 && model.readOnly;
+         expect(a, refused ? readOnlyRow : "none", refused ? -1 : 2 * needsCopy(model), [&] { row.clearRow(); });
+         if (!refused)
+            modelPrivateCopy(model, true), model.values = {};
+         return model;
+      }
       case 7: // copy, through the generic row if the flag says so
-         rows_[a] = flag ? std::make_unique<Row>(Zorva::BaseRow(*rows_[b])) : std::make_unique<Row>(*rows_[b]);
-         model = other;
-         return;
+         expect(a, "none", 0, [&] { row = flag ? Row(BaseRow(rows_[b])) : Row(rows_[b]); });
+         return other;
       case 8:
       case 9: // clone, or the way of bytes from outside
-         if (operation_ == 9 && other.buffer == 0)
-            return;
-         rows_[a] = std::make_unique<Row>(operation_ == 8 ? rows_[b]->clone() : Row::fromBytes(rows_[b]->bytes()));
-         model = {other.buffer == 0 ? 0 : ++lastBuffer_, false, false, other.values};
-         return;
+         if (other.buffer == 0)
+            return operation_ == 9 ? model : (row = rows_[b].clone(), Model());
+         expect(a, "none", 2, [&] { row = operation_ == 8 ? rows_[b].clone() : Row::fromBytes(rows_[b].bytes()); });
+         return {++lastBuffer_, false, false, other.values};
       case 10: // key
-         create(a, zeroes());
-         model.values[idColumn] = next();
-         *rows_[a] = Row::key(as<std::uint32_t>(model.values[idColumn]));
-         return;
-      case 11: return other.buffer == 0 ? void() : view(a, b);
+         expect(a, "none", 4, [&] { row = Row::key(static_cast<unsigned>(x)); });
+         other = {++lastBuffer_, false, false, {}};
+         other.values[idColumn].bits = x;
+         return other;
+      case 11: return other.buffer == 0 ? model : view(a, b);
       case 12: // share
          if (a == b || model.buffer == 0 || other.buffer == 0 || model.view || other.view)
-            return;
-         rows_[a]->shareContents(*rows_[b]);
-         model.buffer = other.buffer;
-         model.values = other.values;
-         return;
-      case 13: return compare(a, b);
-      case 14:
-         rows_[a]->readOnlyIs(flag);
-         model.readOnly = flag;
-         return;
+            return model;
+         row.shareContents(rows_[b]);
+         return {other.buffer, model.readOnly, false, other.values};
+      case 13: return compare(model, other, row, rows_[b]);
+      case 14: row.readOnlyIs(flag); return {model.buffer, flag, model.view, model.values};
       default: // render: the two ways to one text
          std::ostringstream text;
          text << std::showbase; // no longer plain, and shows in no decimal number
-         text << *rows_[a];
-         require(text.str() == rows_[a]->toString() && (model.buffer == 0 || rows_[a]->toJson().back() == '}'), "text");
+         text << row;
+         expect(a, "none", -1, [&] { require(text.str() == row.toString(), "text"); });
+         require(model.buffer == 0 || row.toJson().back() == '}', "JSON");
+         return model;
       }
    }
 
-   void check(std::size_t i)
+   void checkAll() const
    {
-      const Model& model = models_[i];
-      require(rows_[i]->isNull() == (model.buffer == 0), "null");
-      if (model.buffer == 0)
-         return;
-      const auto owners = std::ranges::count(models_, model.buffer, &Model::buffer);
-      require(rows_[i]->readOnly() == model.readOnly, "read-only");
-      require((*rows_[i].*(&Exposed<Zorva::BaseRow>::rowBuf_)).use_count() == owners, "owner count");
-      require(*rows_[i].*(&Exposed<Zorva::BaseRow>::subRow_) == model.view, "view");
-      require(Zorva::verifyRow<Row>(rows_[i]->bytes(), Row::protRowType()).ok(), "verification");
-      for (std::size_t c = 0; c < model.values.size(); ++c) {
-         const Column& column = columns_[c];
-         Value actual = std::uint64_t{0};
-         if (column.isVariable())
-            actual = std::ranges::equal(rows_[i]->arrayColumn<std::uint32_t>(column.offset), std::get<1>(model.values[c]))
-                        ? model.values[c]
-                        : Value();
-         else
-            std::memcpy(&std::get<0>(actual), rows_[i]->checkedBytes(column.offset, column.width()), column.width());
-         require(actual == model.values[c], column.name);
+      for (std::size_t i = 0; i < rows_.size(); ++i) {
+         const Row& row = rows_[i];
+         const Model& model = models_[i];
+         require(row.isNull() == (model.buffer == 0), "null");
+         if (model.buffer == 0)
+            continue;
+         require(row.readOnly() == model.readOnly, "read-only");
+         require(bufferOf(i).use_count() == ownersOf(model), "owner count");
+         require(row.*(&Exposed<BaseRow>::subRow_) == model.view, "view");
+         require(Zorva::verifyRow<Row>(row.bytes(), Row::protRowType()).ok(), "verification");
+         for (const Column& c : columns_) {
+            const Value& value = model.values[static_cast<std::size_t>(&c - columns_.data())];
+            require(c.isVariable() ? std::ranges::equal(row.arrayColumn<unsigned>(c.offset), elements(value))
+                                   : std::memcmp(row.checkedBytes(c.offset, c.width()), &value.bits, c.width()) == 0,
+                    c.name);
+         }
       }
    }
 
-   std::span<const unsigned char> bytes_;
-   std::array<std::unique_ptr<Row>, 4> rows_;
+   std::array<Row, 4> rows_{BaseRow(), BaseRow(), BaseRow(), BaseRow()};
    std::array<Model, 4> models_;
    int lastBuffer_ = 0;
-   std::size_t operation_ = 0;
+   unsigned operation_ = 0;
 };
 
 } // namespace Test

@@ -1,0 +1,70 @@
+// The heap of these tests, which fails when told to; and operations that nothing else here tries on it, with the
+// number of their allocations. Sanitizers bring a heap of their own: not with them.
+#include "embedded/registry.h"
+#include "embedded/table.h"
+#include "rowtype/rendering.h"
+#include "tests/support/rows.h"
+
+using namespace Test;
+
+static void* allocate(std::string_view by, size_t size, auto give, auto... arguments)
+{
+   const bool fails = heap.failing != 0 && --heap.failing == 0;
+   if (fails && heap.failedBy.empty())
+      heap.failedBy = by, heap.failedSize = size;
+   heap.failing += fails && heap.allLater;
+   void* const block = fails ? nullptr : give(arguments...);
+   heap.live += block != nullptr;
+   return block;
+}
+
+extern "C" void *__libc_malloc(size_t), *__libc_calloc(size_t, size_t);
+extern "C" void *__libc_realloc(void*, size_t), __libc_free(void*);
+#pragma GCC visibility push(default)
+extern "C" void free(void* block) { heap.live -= block != nullptr, __libc_free(block); }
+extern "C" void* malloc(size_t n) { return allocate("malloc", n, __libc_malloc, n); }
+extern "C" void* calloc(size_t n, size_t m) { return allocate("calloc", n * m, __libc_calloc, n, m); }
+extern "C" void* realloc(void* old, size_t n)
+{
+   void* const block = allocate("realloc", n, __libc_realloc, old, n);
+   heap.live -= block != nullptr && old != nullptr;
+   return block;
+}
+void* operator new(size_t n)
+{
+   void* const block = allocate("new", n, __libc_malloc, n);
+   return block != nullptr ? block : throw std::bad_alloc();
+}
+#pragma GCC visibility pop
+
+// Not before the slots are listed, which is done once and would be counted, and the first text of the thread, which
+// registers the thread's end with the C library: where that cannot allocate, it stops the process.
+static const bool mayFail =
+   (Zorva::PlainStream(), EcmpMemberListRow(BaseRow()).vcd(), TestRow(BaseRow()).vcd(), heap.mayFail = true);
+
+TEST(Allocation, EveryOneFailsCleanly)
+{
+   using Zorva::Embedded::registrations, Zorva::Embedded::Table;
+   const NexthopInfoRow hop = NexthopInfoRow::key(40), same = hop.clone();
+   Table table(NexthopInfoRow::rowTypeName());
+   for (unsigned id = 0; id < 12; ++id)
+      table.insert(NexthopInfoRow::key(id)); // one more makes it grow
+   const std::pair<long, std::function<void()>> cases[] = {
+      // -1: any number
+      {2, [] { BaseRow(37, 60); }},
+      {2, [] { NexthopInfoRow(); }},
+      {2, [] { NexthopInfoRow(1, 2, true, 3, 4, 5, {}, {}, false, 6, 7); }},
+      {0, [&] { EXPECT_TRUE(hop.hash() != hop.rowHash() && hop == same && hop.rowEqual(same) && !hop.rowLess(same)); }},
+      {0, [&] { EXPECT_TRUE(!table.contains(hop) && !table.erase(hop) && !table.insert(*table.begin())); }},
+      {2, [&] { EXPECT_TRUE(table.insert(hop)); }}, // entries and their tags
+      {0, [&] { EXPECT_TRUE(table.erase(hop) && table.insert(hop) && !table.insert(same)); }},
+      {2, [&] { table.reserve(100); }},
+      {-1, [] { Table(EcmpMemberListRow::rowTypeName()); }},
+      {-1, [] { EXPECT_EQ(registrations()[1].rowTypeName, EcmpMemberListRow::rowTypeName()); }},
+   };
+   for (const auto& [allocations, call] : cases) {
+      const long live = heap.live, made = eachAllocationFailing("none", call, [](auto&&...) {});
+      EXPECT_TRUE(allocations < 0 ? made > 0 : made == allocations) << made << ", case " << &call - &cases[0].second;
+      EXPECT_EQ(heap.live, live);
+   }
+}
