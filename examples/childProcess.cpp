@@ -1,6 +1,8 @@
 #include "examples/childProcess.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -75,6 +77,16 @@ struct SpawnSettings
    posix_spawnattr_t attributes{};
 };
 
+/// The children not reaped yet, for killAll; 0 is a free place. There are two at most: the monitor and a dump.
+std::array<std::atomic<pid_t>, 2> running{};
+
+void replaceRunning(pid_t from, pid_t to)
+{
+   const auto place = std::ranges::find(running, from, [](const auto& pid) { return pid.load(); });
+   if (place != running.end())
+      place->store(to);
+}
+
 std::string withoutLineEnd(std::string text)
 {
    text.erase(text.find_last_not_of("\r\n") + 1);
@@ -104,6 +116,7 @@ ChildProcess::ChildProcess(const Command& command) : name_(text(command))
       posix_spawnp(&pid_, arguments.front(), &settings.files, &settings.attributes, arguments.data(), environ);
    if (error != 0)
       throwCannot(name_, error);
+   replaceRunning(0, pid_);
    output_.fd = output.takeReadEnd();
    errors_.fd = errors.takeReadEnd();
 }
@@ -117,6 +130,14 @@ ChildProcess::~ChildProcess()
       return;
    kill(pid_, SIGKILL);
    while (waitpid(pid_, nullptr, 0) == -1 && errno == EINTR) {}
+   replaceRunning(pid_, 0);
+}
+
+void ChildProcess::killAll() noexcept
+{
+   for (const std::atomic<pid_t>& pid : running)
+      if (pid != 0)
+         kill(pid, SIGKILL);
 }
 
 ChildProcess::Event ChildProcess::await(std::chrono::milliseconds timeout, StopFd stop)
@@ -158,6 +179,7 @@ std::string ChildProcess::failure()
    while (waitpid(pid_, &status, 0) == -1)
       if (errno != EINTR)
          throwCannot(name_, errno);
+   replaceRunning(pid_, 0);
    pid_ = -1;
    if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
       return {};

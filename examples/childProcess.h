@@ -45,6 +45,9 @@ public:
    /// Kills the child if it still runs, and reaps it.
    ~ChildProcess();
 
+   /// Kills all children there are: for a signal handler that ends this program, where no destructor will run.
+   static void killAll() noexcept;
+
    /// The text of the command.
    const std::string& name() const { return name_; }
 

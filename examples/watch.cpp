@@ -27,7 +27,7 @@ constexpr unsigned mostTries = 3; ///< imports that fail in a row
 constexpr unsigned graceTime = 2; ///< seconds from a signal to the end
 
 /// Turns the signals that end the program into a readable descriptor. Should nobody look at it in time, as while the
-/// output is full and nobody takes it, SIGALRM ends the program all the same.
+/// output is full and nobody takes it, SIGALRM ends the program and its children all the same.
 class StopSignals
 {
 public:
@@ -51,6 +51,12 @@ public:
          if (signal == SIGHUP && before.sa_handler == SIG_IGN) // as nohup wants it
             sigaction(signal, &before, nullptr);
       }
+      action.sa_handler = [](int signal) {
+         ChildProcess::killAll();
+         std::signal(signal, SIG_DFL);
+         raise(signal); // ends the program once this handler has returned
+      };
+      sigaction(SIGALRM, &action, nullptr);
       std::signal(SIGPIPE, SIG_IGN); // to end the monitor when there is nobody left to read
    }
 
