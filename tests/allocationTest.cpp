@@ -51,8 +51,7 @@ TEST(Allocation, EveryOneFailsCleanly)
       table.insert(NexthopInfoRow::key(id)); // one more makes it grow
    const std::pair<long, std::function<void()>> cases[] = {
       // -1: any number
-      {2, [] { BaseRow(37, 60); }},
-      {2, [] { NexthopInfoRow(); }},
+      {4, [] { BaseRow(37, 60), NexthopInfoRow(); }},
       {2, [] { NexthopInfoRow(1, 2, true, 3, 4, 5, {}, {}, false, 6, 7); }},
       {0, [&] { EXPECT_TRUE(hop.hash() != hop.rowHash() && hop == same && hop.rowEqual(same) && !hop.rowLess(same)); }},
       {0, [&] { EXPECT_TRUE(!table.contains(hop) && !table.erase(hop) && !table.insert(*table.begin())); }},
