@@ -15,6 +15,8 @@ if(ZORVA_SANITIZE)
    set(sanitize -fsanitize=${ZORVA_SANITIZE} -fno-sanitize-recover=all)
    add_compile_options(${sanitize} -fno-omit-frame-pointer)
    add_link_options(${sanitize})
+else()
+   add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
 endif()
 
 # A shared library of this project. It stays in the process once loaded: the registry points into it. All symbols it

@@ -8,7 +8,10 @@
 // row database's own operators. Rendering only reads the row.
 #pragma once
 
+#include <pthread.h>
+
 #include <array>
+#include <climits>
 #include <locale>
 #include <ostream>
 #include <streambuf>
@@ -157,7 +160,7 @@ public:
    PlainStream& operator=(const PlainStream&) = delete;
    ~PlainStream()
    {
-      if (kept.stream != nullptr || kept.threadEnds) [[unlikely]] {
+      if (kept.stream != nullptr || !kept.endIsNoted) [[unlikely]] {
          delete stream_;
       } else {
          stream_->renew();
@@ -193,21 +196,27 @@ private:
       std::ostream os{&buffer};
    };
 
+   /// What a thread keeps. It keeps a stream only if the C library calls ended() at its end.
    struct Kept
    {
       Stream* stream;
-      bool threadEnds;
+      bool endIsNoted;
    };
 
    [[gnu::noinline]] static Stream* make()
    {
-      struct AtThreadEnd
-      {
-         ~AtThreadEnd() { delete std::exchange(kept, {nullptr, true}).stream; }
-      };
-      static thread_local const AtThreadEnd release;
+      static const pthread_key_t threadEnd = [] {
+         pthread_key_t made = PTHREAD_KEYS_MAX; // which pthread_setspecific() refuses: without a key none is kept
+         pthread_key_create(&made, ended);
+         return made;
+      }();
+      // The destructor of a thread_local would do, if the C library did not stop the process when it cannot note it.
+      if (!kept.endIsNoted)
+         kept.endIsNoted = pthread_setspecific(threadEnd, &kept) == 0;
       return new Stream;
    }
+
+   static void ended(void*) { delete std::exchange(kept, {nullptr, false}).stream; }
 
 #ifdef ZORVA_STATIC_TLS
    [[gnu::tls_model("initial-exec")]]
