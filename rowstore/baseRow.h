@@ -472,7 +472,7 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
 {
    checkInside(0, zo_contentOffset, bytes.size());
    const len_t length = load<len_t>(bytes.data() + rowLengthOffset);
-   if (length < zo_contentOffset || length != bytes.size())
+   if (length != bytes.size())
       ZoOutOfRange::throwException("row length " + std::to_string(length) + " in the header of " +
                                    std::to_string(bytes.size()) + " bytes");
    return BaseRow(CopyTag{}, bytes.data(), length);

@@ -9,6 +9,7 @@
 // signature and the slot list.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -28,6 +29,30 @@ inline constexpr unsigned maxNestingDepth = 16;
 
 /// What a column holds. The last two have a slot of the variable column table in the fixed part.
 enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
+
+/// What goes with each Type.
+struct TypeFacts
+{
+   Type type;
+   len_t width;           ///< bytes in the fixed part
+   std::string_view name; ///< in a type signature, where an array is listed with its element type
+   std::string_view kind; ///< in a listing of a row's bytes
+};
+
+/// In the order of Type.
+inline constexpr std::array<TypeFacts, 8> typeFacts{{
+   {Type::u64, 8, "uint64_t", "u64"},
+   {Type::u32, 4, "uint32_t", "u32"},
+   {Type::u16, 2, "uint16_t", "u16"},
+   {Type::i32, 4, "int32_t", "i32"},
+   {Type::boolean, 1, "bool", "bool"},
+   {Type::ethAddr, 6, "EthAddr", "mac"},
+   {Type::arrayOfU32, 4, "uint32_t", "slot"},
+   {Type::row, 4, "row", "slot"},
+}};
+static_assert(std::ranges::is_sorted(typeFacts, {}, &TypeFacts::type) && typeFacts.back().type == Type::row);
+
+constexpr const TypeFacts& factsOf(Type type) noexcept { return typeFacts[static_cast<std::size_t>(type)]; }
 
 /// Marks the key column of a table.
 struct KeyMark
@@ -53,38 +78,9 @@ struct Column
    constexpr bool isVariable() const noexcept { return type == Type::arrayOfU32 || type == Type::row; }
 
    /// Bytes that the column takes in the fixed part.
-   constexpr len_t width() const noexcept
-   {
-      switch (type) {
-      case Type::u64: return 8;
-      case Type::u32:
-      case Type::i32:
-      case Type::arrayOfU32:
-      case Type::row: return 4;
-      case Type::u16: return 2;
-      case Type::boolean: return 1;
-      case Type::ethAddr: return 6;
-      }
-      return 0;
-   }
+   constexpr len_t width() const noexcept { return factsOf(type).width; }
 
    constexpr len_t end() const noexcept { return static_cast<len_t>(offset + width()); }
-
-   /// The type's name in a type signature. An array is listed with its element type.
-   constexpr std::string_view typeName() const noexcept
-   {
-      switch (type) {
-      case Type::u64: return "uint64_t";
-      case Type::u32:
-      case Type::arrayOfU32: return "uint32_t";
-      case Type::u16: return "uint16_t";
-      case Type::i32: return "int32_t";
-      case Type::boolean: return "bool";
-      case Type::ethAddr: return "EthAddr";
-      case Type::row: return "row";
-      }
-      return "";
-   }
 };
 
 /// What a table knows of the row type nested in one of its columns: the type's columns, and its operations as plain
@@ -123,7 +119,7 @@ struct ColumnTable
    std::array<Column, N> columns;
    len_t fixedLength = 0; ///< header and fixed part, in bytes
 
-   static constexpr std::size_t size() noexcept { return N; }
+   static consteval std::size_t size() noexcept { return N; }
 
    /// The place of the column `name`, whose value type must be T. Anything else does not compile.
    template <class T>
@@ -149,7 +145,8 @@ private:
    template <class T>
    static consteval bool holds(Type type)
    {
-      const auto answers = []<class... V>(std::type_identity<std::tuple<V...>>) {
+      const auto answers = []<class... V>(std::type_identity<std::tuple<V...>>) consteval
+      {
          return std::array{std::same_as<T, V>...};
       };
       return answers(std::type_identity<ColumnValues>{})[static_cast<std::size_t>(type)];
@@ -213,7 +210,8 @@ constexpr void useSignature(const ColumnTable<N>& table, Use&& use)
 {
    std::string_view separator = "{\"";
    for (const Column& column : table.columns) {
-      for (const std::string_view piece : {separator, column.name, std::string_view("\":\""), column.typeName()})
+      for (const std::string_view piece :
+           {separator, column.name, std::string_view("\":\""), factsOf(column.type).name})
          use(piece);
       separator = "\", \"";
    }

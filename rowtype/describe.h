@@ -55,7 +55,8 @@ private:
          if (column.isVariable())
             listSlot(column, base, fixedEnd, end, areas);
          else
-            line(base + column.offset, column.width(), typeLabel(column.type), valueText(column, base), name(column));
+            line(base + column.offset, column.width(), factsOf(column.type).kind, valueText(column, base),
+                 name(column));
       }
       std::ranges::sort(areas, {}, &Area::begin);
       std::size_t at = fixedEnd;
@@ -132,11 +133,8 @@ private:
       case Type::u16: return std::to_string(load<std::uint16_t>(at));
       case Type::i32: return std::to_string(load<std::int32_t>(at));
       case Type::boolean: return formatted(FMT<bool>{load<bool>(at)});
-      case Type::ethAddr: return formatted(load<EthAddr>(at));
-      case Type::arrayOfU32:
-      case Type::row: break;
+      default: return formatted(load<EthAddr>(at)); // slots are listed by themselves
       }
-      return {};
    }
 
    /// The same text whatever the global locale, and all of it: a failed allocation leaves as what it is.
@@ -153,21 +151,6 @@ private:
       makePlain(stream);
       stream << value;
       return stream.str();
-   }
-
-   static std::string_view typeLabel(Type type)
-   {
-      switch (type) {
-      case Type::u64: return "u64";
-      case Type::u32: return "u32";
-      case Type::u16: return "u16";
-      case Type::i32: return "i32";
-      case Type::boolean: return "bool";
-      case Type::ethAddr: return "mac";
-      case Type::arrayOfU32:
-      case Type::row: break;
-      }
-      return "slot";
    }
 
    static std::string name(const Column& column) { return std::string(column.name) + (column.isKey() ? " (key)" : ""); }

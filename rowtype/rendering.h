@@ -10,9 +10,11 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <locale>
+#include <numeric>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -33,17 +35,13 @@ inline constexpr std::ios_base::fmtflags plainFlags = std::ios_base::skipws | st
 class TextBuffer final : public std::streambuf
 {
 public:
-   TextBuffer() { setp(room_, room_ + sizeof room_); }
+   TextBuffer() { placeIs(room_); }
 
+   /// Appends a text for which there is no room.
    void append(std::string_view text)
    {
-      if (text.size() > static_cast<std::size_t>(epptr() - pptr())) [[unlikely]] {
-         spill();
-         spilled_.append(text);
-         return;
-      }
-      std::memcpy(pptr(), text.data(), text.size());
-      pbump(static_cast<int>(text.size()));
+      spill();
+      spilled_.append(text);
    }
 
    /// Where the next character goes, and where the room for it ends.
@@ -51,21 +49,13 @@ public:
    char* roomEnd() const { return epptr(); }
 
    /// Says that everything before `place`, which lies in the room, is text.
-   void placeIs(char* place) { pbump(static_cast<int>(place - pptr())); }
+   void placeIs(char* place) { setp(place, room_ + sizeof room_); }
 
    /// The same, then appends `text`; returns the place behind it.
    [[gnu::noinline]] char* appendAt(char* place, std::string_view text)
    {
       placeIs(place);
       append(text);
-      return pptr();
-   }
-
-   /// The same without text, but with all the room there ever is behind the place.
-   [[gnu::noinline]] char* clearRoomAt(char* place)
-   {
-      placeIs(place);
-      spill();
       return pptr();
    }
 
@@ -81,8 +71,9 @@ public:
    /// Drops the text and the memory that a long one took.
    void clear() noexcept
    {
-      setp(room_, room_ + sizeof room_);
-      std::string().swap(spilled_);
+      placeIs(room_);
+      if (!spilled_.empty())
+         std::string().swap(spilled_);
    }
 
    /// Writes everything to `os`, as one insertion of plain text.
@@ -103,12 +94,11 @@ protected:
 
    std::streamsize xsputn(const char* text, std::streamsize length) override
    {
-      constexpr std::streamsize shortText = 32;
-      if (length > shortText || length > epptr() - pptr()) {
+      if (length > epptr() - pptr()) {
          append({text, static_cast<std::size_t>(length)});
       } else {
          copyInPieces(pptr(), text, static_cast<std::size_t>(length));
-         pbump(static_cast<int>(length));
+         placeIs(pptr() + length);
       }
       return length;
    }
@@ -133,12 +123,12 @@ private:
          copy(std::integral_constant<std::size_t, 1>());
    }
 
-   std::string_view waiting() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
+   std::string_view waiting() const { return {room_, static_cast<std::size_t>(pptr() - room_)}; }
 
    [[gnu::noinline]] void spill()
    {
       spilled_.append(waiting());
-      setp(room_, room_ + sizeof room_);
+      placeIs(room_);
    }
 
    char room_[512];
@@ -185,7 +175,8 @@ private:
       void renew() noexcept
       {
          buffer.clear();
-         os.clear();
+         if (!os.good())
+            os.clear();
          os.flags(plainFlags);
          os.width(0);
          os.precision(6);
@@ -236,9 +227,10 @@ public:
    {
    }
 
+   /// Leaves room for a number behind it.
    [[gnu::always_inline]] void literal(std::string_view text)
    {
-      if (text.size() > room()) [[unlikely]] {
+      if (text.size() + longestDecimal > static_cast<std::size_t>(end_ - at_)) [[unlikely]] {
          at_ = buffer_.appendAt(at_, text);
       } else {
          std::memcpy(at_, text.data(), text.size());
@@ -246,11 +238,10 @@ public:
       }
    }
 
+   /// Only behind a literal.
    template <std::integral T>
    [[gnu::always_inline]] void number(T value)
    {
-      if (room() < longestDecimal) [[unlikely]]
-         at_ = buffer_.clearRoomAt(at_);
       at_ = putDecimal(at_, value);
    }
 
@@ -265,8 +256,6 @@ public:
    void finish() { buffer_.placeIs(at_); }
 
 private:
-   std::size_t room() const { return static_cast<std::size_t>(end_ - at_); }
-
    TextBuffer& buffer_;
    std::ostream& os_;
    char* at_;
@@ -296,38 +285,35 @@ private:
 };
 
 /// The literal in front of column I's value (I == size: behind the last one), with what closes the value before it.
-template <const auto& Table, Form form, std::size_t I, class Use>
-constexpr void useLabel(Use&& use)
+template <const auto& Table, Form form, std::size_t I>
+consteval auto labelPieces()
 {
    constexpr bool json = form == Form::json;
-   constexpr auto isQuoted = [](std::size_t i) { return Table.columns[i].type == Type::ethAddr; };
+   constexpr auto quote = [](std::size_t i) consteval { return Table.columns[i].type == Type::ethAddr ? "\"" : ""; };
+   std::array<std::string_view, 6> pieces{};
    if constexpr (I > 0)
-      use(std::string_view(isQuoted(I - 1) ? "\"" : ""));
+      pieces[0] = quote(I - 1);
    if constexpr (I < Table.size()) {
-      use(std::string_view(I > 0 ? ", " : json ? "{" : ""));
-      use(std::string_view(json ? "\"" : ""));
-      use(Table.columns[I].name);
-      use(std::string_view(json ? "\":" : " = "));
-      use(std::string_view(isQuoted(I) ? "\"" : ""));
+      pieces[1] = I > 0 ? ", " : json ? "{" : "";
+      pieces[2] = json ? "\"" : "";
+      pieces[3] = Table.columns[I].name;
+      pieces[4] = json ? "\":" : " = ";
+      pieces[5] = quote(I);
    } else {
-      use(std::string_view(json ? "}" : ""));
+      pieces[1] = json ? "}" : "";
    }
+   return pieces;
 }
 
 template <const auto& Table, Form form, std::size_t I>
 consteval auto makeLabel()
 {
-   constexpr std::size_t length = [] {
-      std::size_t sum = 0;
-      useLabel<Table, form, I>([&](std::string_view piece) { sum += piece.size(); });
-      return sum;
-   }();
-   std::array<char, length + 1> label{};
-   std::size_t at = 0;
-   useLabel<Table, form, I>([&](std::string_view piece) {
-      for (const char character : piece)
-         label[at++] = character;
-   });
+   constexpr auto pieces = labelPieces<Table, form, I>();
+   std::array<char, std::transform_reduce(pieces.begin(), pieces.end(), std::size_t{1}, std::plus(), std::ranges::size)>
+      label{};
+   auto at = label.begin();
+   for (const std::string_view piece : pieces)
+      at = std::ranges::copy(piece, at).out;
    return label;
 }
 

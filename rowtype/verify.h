@@ -38,25 +38,26 @@ enum class RowFault : std::uint8_t {
 /// A fault in words.
 constexpr std::string_view text(RowFault fault) noexcept
 {
-   switch (fault) {
-   case RowFault::none: return "ok";
-   case RowFault::noHeader: return "no room for a row header";
-   case RowFault::tooLong: return "more than 65535 bytes";
-   case RowFault::lengthBelowFixed: return "row length shorter than the fixed part";
-   case RowFault::lengthBeyondBytes: return "row length beyond the bytes";
-   case RowFault::bytesBeyondLength: return "bytes beyond the row length";
-   case RowFault::otherType: return "another row type";
-   case RowFault::badBool: return "bool neither 0 nor 1";
-   case RowFault::slotBeforeData: return "slot names bytes before the variable data";
-   case RowFault::slotBeyondRow: return "slot names bytes behind the row";
-   case RowFault::slotsOverlap: return "slots overlap";
-   case RowFault::notArray: return "slot of an array without the array bit";
-   case RowFault::noArrayHeader: return "array data without a header";
-   case RowFault::countMismatch: return "array count differs from its slot's length";
-   case RowFault::nestedBeyondSlot: return "nested row beyond its slot";
-   case RowFault::nestedTooDeep: return "rows nested too deep";
-   }
-   return "unknown";
+   constexpr std::string_view words[] = {
+      "ok",
+      "no room for a row header",
+      "more than 65535 bytes",
+      "row length shorter than the fixed part",
+      "row length beyond the bytes",
+      "bytes beyond the row length",
+      "another row type",
+      "bool neither 0 nor 1",
+      "slot names bytes before the variable data",
+      "slot names bytes behind the row",
+      "slots overlap",
+      "slot of an array without the array bit",
+      "array data without a header",
+      "array count differs from its slot's length",
+      "nested row beyond its slot",
+      "rows nested too deep",
+   };
+   static_assert(std::size(words) == static_cast<std::size_t>(RowFault::nestedTooDeep) + 1);
+   return words[static_cast<std::size_t>(fault)];
 }
 
 /// The first fault found and the offset of the field it was found in, from the outermost row's header.

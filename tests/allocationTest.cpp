@@ -42,7 +42,7 @@ void* operator new(size_t n)
 static const bool mayFail = [] {
    for (pthread_key_t key = 0; key < 31; pthread_key_create(&key, nullptr)) {}
    Zorva::PlainStream(), EcmpMemberListRow(BaseRow()).vcd(), TestRow(BaseRow()).vcd();
-   return heap.mayFail = true;
+   return heap.mayFail = std::getenv("ZORVA_TEST_NO_FAILURES") == nullptr;
 }();
 
 TEST(Allocation, EveryOneFailsCleanly)

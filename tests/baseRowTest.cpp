@@ -82,7 +82,9 @@ TEST(BaseRow, TestsComeInOrder)
                  {[&] { row.clear(53); }});
    expectFailure("Zorva::ZoNotSupported: rowLess not supported on generic base rows", {[&] { null.rowLess(null); }});
    expectFailure("Zorva::ZoNotSupported: rowHash not supported on generic base rows", {[&] { null.rowHash(); }});
-   EXPECT_TRUE(mac == EthAddr() && null.toJson().empty());
+   EXPECT_TRUE(mac == EthAddr() && null.toJson().empty() && null.toString() == "len: 0, NULL" && !null.rowBuf_.get());
+   row.getColumn(4, mac);
+   EXPECT_EQ(mac, EthAddr(99, 99, 99, 99, 99, 99));
 }
 
 template <class T>

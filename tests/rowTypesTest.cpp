@@ -21,6 +21,7 @@ TEST(RowTypes, EveryColumnLiesAtItsPlace)
    EXPECT_TRUE(isBytes(hop.dropIs(false).validIs(true).entryHandleIs(2).genIdIs(1), hopBytes));
    EXPECT_EQ(hop.genId() + hop.entryHandle() + hop.valid() + hop.entryId() + hop.id() + hop.portId(), 16u);
    EXPECT_TRUE(hop.dmac() == dmac && hop.smac() == smac && hop.encapType() == -1 && hop.encapId() == 10);
+   EXPECT_TRUE(!hop.drop() && hop.isFullyDefined() && !hop.isBaseRow());
    hop.clearRow();
    EXPECT_TRUE(isBytes(hop, "34 00 01 00 | 00*48") && hop.vcd().empty());
    const std::string start = R"({"genId":"uint64_t", "entryHandle":"uint64_t", "valid":"bool", "entryId":"uint32_t", )"
@@ -28,7 +29,8 @@ TEST(RowTypes, EveryColumnLiesAtItsPlace)
    const std::string hops = R"("portId":"uint32_t", "dmac":"EthAddr", "smac":"EthAddr", "drop":"bool", )";
    EXPECT_EQ(EcmpMemberListRow::zoTypeSignature(), start + R"("member":"uint32_t", "watch":"uint32_t"})");
    expectFailure("none",
-                 {NexthopInfoRow::zoTypeSignature, [] { NexthopInfoRow::reset(), NexthopInfoRow::protRowType(); }});
+                 {NexthopInfoRow::zoTypeSignature, [] { NexthopInfoRow::reset(), NexthopInfoRow::protRowType(); },
+                  [] { EcmpMemberListRow::reset(), EcmpMemberListRow::protRowType(); }});
    EXPECT_EQ(NexthopInfoRow::zoTypeSignature(), start + hops + R"("encapType":"int32_t", "encapId":"uint16_t"})");
 }
 
@@ -59,7 +61,7 @@ void expectIdentity(const std::string& bytes, std::size_t fixedEnd)
    EXPECT_TRUE(list.size() == 4 && list[2] == made && list[3] && list[3] != made && !generator(1) && !generator(255));
    Zorva::RowOpsBase& ops = *list[3];
    const T row(rowOf(bytes)), none{BaseRow()};
-   EXPECT_TRUE(row.rowEqual(row) && ops.rowEquals(row, row) && row == T(row) && !(row < T(row)));
+   EXPECT_TRUE(row.rowEqual(row) && ops.rowEquals(row, row) && row == T(row) && !(row < T(row)) && row <= T(row));
    for (std::size_t byte = 2; byte < fixedEnd; ++byte)
       for (const int bit : {1, 128}) {
          Exposed<BaseRow> other = row.clone();
@@ -72,7 +74,8 @@ void expectIdentity(const std::string& bytes, std::size_t fixedEnd)
          EXPECT_EQ(ops.keyLess(row, other) || ops.keyLess(other, row), isKey) << byte;
       }
    EXPECT_TRUE(ops.keyHash(none) == 0 && ops.rowHash(none) == 0 && ops.unique() && !ops.ordered());
-   EXPECT_TRUE(ops.index() == 0 && ops.getTotalInstructionsExecuted() == 0);
+   EXPECT_TRUE(std::hash<T>()(row) == row.hash() && Zorva::ContentHash()(row) == row.rowHash());
+   EXPECT_TRUE(ops.index() == 0 && Zorva::ContentEqual()(row, row) && ops.getTotalInstructionsExecuted() == 0);
    expectFailure(nullRow, {[&] { none.hash(); }, [&] { none.rowHash(); }, [&] { row.rowEqual(none); },
                            [&] { ops.rowEquals(none, row); }, [&] { ops.keyLess(row, none); }, [&] { none.toJson(); }});
 }
@@ -102,7 +105,9 @@ TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
    const NexthopInfoRow hop(1000, 2, true, 3, 4294967295, 5, dmac, smac, false, -5, 10);
    const EcmpMemberListRow group(1, 2, false, 3, 4000, {1000, 2}, {}), null{BaseRow()};
-   EXPECT_EQ(hop.toString(),
+   std::string text;
+   std::thread([&] { text = hop.toString(); }).join(); // with a stream of its own, made in that locale
+   EXPECT_EQ(text,
              "genId = 1000, entryHandle = 2, valid = true, entryId = 3, id = 4294967295, portId = 5, "
              "dmac = \"02:00:00:00:00:01\", smac = \"02:00:00:00:00:02\", drop = false, encapType = -5, encapId = 10");
    EXPECT_EQ(hop.toJson(),
@@ -111,11 +116,15 @@ TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
    EXPECT_EQ(group.toJson(),
              R"({"genId":1, "entryHandle":2, "valid":false, "entryId":3, "id":4000, "member":[1000,2], "watch":[]})");
    std::ostringstream os;
-   os << std::hex << group << '\n' << null; // the caller's stream decides
+   os << std::hex << group << '\n' << null << hop; // the caller's stream decides
    std::locale::global(before);
    EXPECT_EQ(os.str(), "genId = 1, entryHandle = 2, valid = false, entryId = 3, id = fa0, member = [1000,2], watch = []"
-                       "\nlen: 0, NULL");
+                       "\nlen: 0, NULLgenId = 3e8, entryHandle = 2, valid = true, entryId = 3, id = ff,fff,fff, "
+                       "portId = 5, dmac = \"02:00:00:00:00:01\", smac = \"02:00:00:00:00:02\", drop = false, "
+                       "encapType = ff,fff,ffb, encapId = a");
    const EcmpMemberListRow large(0, 0, false, 0, 0, upTo(4095), upTo(2));
    const std::string longest = EcmpMemberListRow::browToString(large);
    EXPECT_EQ(longest.substr(longest.size() - 25), "4094,4095], watch = [1,2]");
+   (os = std::ostringstream()) << hop << large;
+   EXPECT_EQ(os.str(), text + longest);
 }

@@ -75,6 +75,12 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    row.updateVCT(29, 53, 32767, false);
    EXPECT_TRUE(row.slotAt(29).dataLength() == 32767 && !row.slotAt(29).isArray());
 
+   Exposed<EcmpMemberListRow> inside(rowOf("28 00 02 00 | 00*25 | 20 00 02 80 | 25 00 03 80 | 00*3"));
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 32, width 2, lie outside the buffer of 40 bytes",
+                 {[&] {
+                     inside.watchIs({1, 2});
+                  },
+                  [&] { inside.compactVariableData(37); }});
    Exposed<BaseRow> full(65500);
    expectFailure("Zorva::ZoOutOfRange: desired row size 65536 is greater than maxRowLength: 65535",
                  {[&] { full.makeFreeSpace(full.slotAt(4), 36, 8); }});

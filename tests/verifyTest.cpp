@@ -1,6 +1,5 @@
 // Bytes from outside: every fault found, by name and place; and the rows made of sound ones.
-#include "rowtype/verify.h"
-#include "tests/support/rows.h"
+#include "tests/support/hostile.h"
 
 using namespace Test;
 using Zorva::RowFault, Zorva::RowCheck;
@@ -47,6 +46,7 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
    for (const auto& [fault, offset, row] : cases) {
       const auto bytes = bytesOf(row);
       const RowCheck check = Zorva::verifyRow<TestRow>(bytes);
+      EXPECT_TRUE(bytes.size() > 65535 || failureOf([&] { useBytes<TestRow>(bytes); }) == "none");
       const std::string reason = std::string(text(fault)) + " at offset " + std::to_string(offset);
       EXPECT_EQ(check, (RowCheck{fault, offset})) << text(check.fault) << ' ' << check.offset << row;
       EXPECT_EQ(failureOf([&] { Zorva::adoptRow<TestRow>(bytes); }),
@@ -64,4 +64,6 @@ TEST(Verify, AdoptedRowsCarryThisProcessesTypeIds)
    EXPECT_TRUE(isBytes(Zorva::adoptRow<TestRow>(bytes), adopted.replace(6, 2, "03")));
    EXPECT_TRUE(isBytes(NexthopInfoRow::fromBytes(bytesOf(hopBytes)), "34 00 01 00 | 00*48"));
    EXPECT_EQ(EcmpMemberListRow::fromBytes(bytesOf(groupBytes)).memberToJsonArray(), "[7]");
+   expectFailure("Zorva::ZoOutOfRange: row length 52 in the header of 53 bytes",
+                 {[] { BaseRow::copyOf(bytesOf(hopBytes + "00")); }});
 }

@@ -30,8 +30,8 @@ public:
    Exposed() = default;
    Exposed(const BaseRow& row) : Row(row) {}
 
+   using Row::compactVariableData, Row::readOnly_, Row::rowBuf_, Row::rowOffset_, Row::subRow_;
    using Row::makeFreeSpace, Row::slotAt, Row::updateFixElemArray, Row::updateVCT, Row::header;
-   using Row::readOnly_, Row::rowBuf_, Row::rowOffset_, Row::subRow_;
 };
 
 /// The bytes that the text lists, -1 for any.
