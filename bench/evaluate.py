@@ -148,17 +148,18 @@ def measure(build, quick, huge):
     checked = Minima(build / 'bench/zorva-bench')
     unchecked = Minima(build / 'bench/zorva-bench-unchecked')
     many = Minima(build / 'bench/zorva-bench')
-    turns = 4 if quick else 10
+    turns = 8 if quick else 20  # each with processes of their own: where memory comes to lie matters
     for turn in range(turns):
         print(f'bench: turn {turn + 1} of {turns}', file=sys.stderr)
-        rows.turn('-' + MANY, repetitions=26)
-        second.turn('^(build|copy-drop|copy-modify)/', repetitions=16)
-        for program in (checked, unchecked) * 2:
+        rows.turn('-' + MANY, repetitions=13)
+        second.turn('^(build|copy-drop|copy-modify)/', repetitions=8)
+        for program in (checked, unchecked):
             program.turn(OURS, repetitions=6)
-        many.turn('^(grow|insert|find)-(10000|100000|1000000)/|^heap-', repetitions=2)
+        if turn % 2:
+            many.turn('^(grow|insert|find)-(10000|100000|1000000)/|^heap-', repetitions=2)
     if huge:
         many.turn('^(grow|insert|find)-10000000/', repetitions=2)
-    program = measure_program(build, turns + 2)
+    program = measure_program(build, turns // 2 + 2)
     cost = 1.0
     shared = [name for name in unchecked.times if not name.startswith(('grow', 'insert', 'find', 'heap'))]
     for name in shared:

@@ -385,7 +385,7 @@ protected:
    {
       const len_t length = rowLength();
       if (length < zo_contentOffset) [[unlikely]]
-         ZoOutOfRange::throwException("row length " + std::to_string(length) + " is shorter than the row header");
+         throwLengthBelowHeader(length);
       checkInside(rowOffset_, length, rowBuf_->length());
       return length;
    }

@@ -65,6 +65,12 @@ inline constexpr const char* assertionFile = "baseRow";
                                 ", lie outside the buffer of " + std::to_string(available) + " bytes");
 }
 
+/// Throws ZoOutOfRange for a row length that does not even cover the row header.
+[[noreturn]] [[gnu::noinline]] inline void throwLengthBelowHeader(std::size_t length)
+{
+   ZoOutOfRange::throwException("row length " + std::to_string(length) + " is shorter than the row header");
+}
+
 /// Whether `length` bytes from `start` on lie inside `available` bytes. Wide, so nothing wraps, and signed, so that one
 /// difference serves every column of a row.
 [[nodiscard]] constexpr bool isInside(std::size_t start, std::size_t length, std::size_t available) noexcept

@@ -61,14 +61,27 @@ static_assert(sizeof(VColType) == 4 && alignof(VColType) == 1);
    return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
 }
 
+// The refusals are functions of their own: the tests before them stay small and need no stack protector.
+
+[[gnu::noinline]] inline void raiseDataTooLong(bool isArray)
+{
+   raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
+                          std::to_string(maxVariableLength) + " bytes",
+                       "updateVCT", updateVCTAssertionLine);
+}
+
+[[noreturn]] [[gnu::noinline]] inline void throwArrayTooLong(std::size_t count)
+{
+   ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
+                                std::to_string(maxArrayElements));
+}
+
 /// Refuses data that no slot can name: raises the debug assertion and, where the handler returns, gives false.
 inline bool mayStoreData(std::size_t length, bool isArray)
 {
    if (length <= maxVariableLength) [[likely]]
       return true;
-   raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
-                          std::to_string(maxVariableLength) + " bytes",
-                       "updateVCT", updateVCTAssertionLine);
+   raiseDataTooLong(isArray);
    return false;
 }
 
@@ -79,8 +92,7 @@ inline bool mayStoreArray(std::size_t count, std::size_t elementSize)
    if (!mayStoreData(arrayDataLength(count, elementSize), true))
       return false;
    if (count > maxArrayElements) [[unlikely]]
-      ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
-                                   std::to_string(maxArrayElements));
+      throwArrayTooLong(count);
    return true;
 }
 
