@@ -51,7 +51,7 @@ public:
    /// Says that everything before `place`, which lies in the room, is text.
    void placeIs(char* place) { setp(place, room_ + sizeof room_); }
 
-   /// The same, then appends `text`; returns the place behind it.
+   /// The same, then append(text); returns the place behind it, in front of all the room there is.
    [[gnu::noinline]] char* appendAt(char* place, std::string_view text)
    {
       placeIs(place);
