@@ -33,7 +33,7 @@ class Minima:
         self.checks = {}
         self.bytes = {}
 
-    def turn(self, filter_, repetitions, min_time=0.004):
+    def turn(self, filter_, repetitions, min_time=0.001):
         output = subprocess.run(
             [*pinned(), *self.command, f'--benchmark_filter={filter_}', f'--benchmark_repetitions={repetitions}',
              f'--benchmark_min_time={min_time}', '--benchmark_enable_random_interleaving=true',
@@ -148,18 +148,19 @@ def measure(build, quick, huge):
     checked = Minima(build / 'bench/zorva-bench')
     unchecked = Minima(build / 'bench/zorva-bench-unchecked')
     many = Minima(build / 'bench/zorva-bench')
-    turns = 8 if quick else 20  # each with processes of their own: where memory comes to lie matters
+    turns = 16 if quick else 60  # each with processes of their own: where memory comes to lie matters
     for turn in range(turns):
         print(f'bench: turn {turn + 1} of {turns}', file=sys.stderr)
-        rows.turn('-' + MANY, repetitions=13)
-        second.turn('^(build|copy-drop|copy-modify)/', repetitions=8)
+        rows.turn('-' + MANY, repetitions=16)
+        second.turn('^(build|copy-drop|copy-modify)/', repetitions=15)
         for program in (checked, unchecked):
-            program.turn(OURS, repetitions=6)
-        if turn % 2:
-            many.turn('^(grow|insert|find)-(10000|100000|1000000)/|^heap-', repetitions=2)
+            program.turn(OURS, repetitions=10)
+        many.turn('^(insert|find)-1000000/', repetitions=1)
+        if turn % 6 == 0:
+            many.turn('^(grow|insert|find)-(10000|100000|1000000)/|^heap-', repetitions=1)
     if huge:
         many.turn('^(grow|insert|find)-10000000/', repetitions=2)
-    program = measure_program(build, turns // 2 + 2)
+    program = measure_program(build, turns // 3)
     cost = 1.0
     shared = [name for name in unchecked.times if not name.startswith(('grow', 'insert', 'find', 'heap'))]
     for name in shared:

@@ -26,11 +26,15 @@ using Shared = std::shared_ptr<Packed>;
 using Zorva::Embedded::Table;
 using FlatMap = boost::unordered_flat_map<std::uint32_t, Shared>;
 
-/// The values of n next hops with scattered ids. Each names another one in portId; following them from any next hop
-/// visits all, in random order.
-std::vector<Values> nexthops(std::size_t n)
+/// The values of n next hops with scattered ids, made once. Each names another one in portId; following them from any
+/// next hop visits all, in random order.
+const std::vector<Values>& nexthops(std::size_t n)
 {
-   std::vector<Values> all(n, values);
+   static std::map<std::size_t, std::vector<Values>> made;
+   std::vector<Values>& all = made[n];
+   if (!all.empty())
+      return all;
+   all.assign(n, values);
    std::vector<std::uint32_t> order(n);
    std::iota(order.begin(), order.end(), 0U);
    std::shuffle(order.begin(), order.end(), std::mt19937(1));
@@ -116,7 +120,7 @@ void measureAll(const std::string& name, std::size_t n, Prepare prepare, Run run
 {
    const auto body = [=](benchmark::State& state) {
       for (auto _ : state) {
-         const auto prepared = prepare(n);
+         const auto& prepared = prepare(n);
          const auto start = std::chrono::steady_clock::now();
          const auto result = run(prepared);
          const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
@@ -133,7 +137,7 @@ void measureHeap(const std::string& name, std::size_t n, Make make)
 {
    const auto body = [=](benchmark::State& state) {
       for (auto _ : state) {
-         const auto all = nexthops(n);
+         const auto& all = nexthops(n);
          const std::size_t before = heapBytes();
          const auto made = make(all);
          state.counters["bytes"] = static_cast<double>(heapBytes() - before) / static_cast<double>(n);
