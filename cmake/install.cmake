@@ -23,7 +23,6 @@ endif()
 set(targets zorva_headers zorva_platform P4RuntimeRoutingEcmpTypes)
 if(ZORVA_EMBEDDED)
    list(APPEND targets zorva_embedded)
-   set_target_properties(zorva_embedded PROPERTIES INSTALL_RPATH "$ORIGIN")
 endif()
 set_target_properties(P4RuntimeRoutingEcmpTypes PROPERTIES INSTALL_RPATH "$ORIGIN")
 
@@ -62,7 +61,7 @@ includedir=\${prefix}/${include_dir}
 libdir=\${prefix}/${CMAKE_INSTALL_LIBDIR}
 
 Name: ${PROJECT_NAME}
-Description: Packed, copy-on-write table rows of next hops and ECMP groups
+Description: ${PROJECT_DESCRIPTION}
 Version: ${PROJECT_VERSION}
 Cflags: ${pc_cflags}
 Libs: ${pc_libs}
@@ -85,7 +84,6 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_PACKAGE_CONTACT "the owner of this library")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Packed, copy-on-write table rows of next hops and ECMP groups")
 set(CPACK_COMPONENTS_ALL runtime dev doc)
 if(ZORVA_EMBEDDED)
    list(APPEND CPACK_COMPONENTS_ALL program)

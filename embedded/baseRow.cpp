@@ -1,19 +1,15 @@
 // What the row database core defines of BaseRow. Its class information (vtable, typeinfo) comes with toString().
 #include "rowstore/baseRow.h"
 
-#include <algorithm>
-
-#include "rowstore/variableColumns.h"
-
 namespace Zorva {
 
 constinit thread_local BaseRowCounters BaseRow::baseRowCounters;
 
-/// "len: 52, type: 7", as much as a generic row knows of itself; a null row's text is the row types' own.
+/// "len: 52, type: 7", as much as a generic row knows of itself.
 std::string BaseRow::toString() const
 {
    if (isNull())
-      return "len: 0, NULL";
+      return std::string(nullRowText);
    return "len: " + std::to_string(rowLength()) + ", type: " + std::to_string(rowType());
 }
 

@@ -42,8 +42,8 @@ public:
    bool insert(const BaseRow& row);
 
    /// Files `row`, in place of the row with its key if there is one. `unchanged`, with the old row kept, when the two
-   /// are equal by content (rowEquals). Throws as insert, and ZoOutOfRange when either is too
-   /// short for that comparison.
+   /// are equal by content (rowEquals). Throws as insert, and ZoOutOfRange when either is too short for that
+   /// comparison.
    Replaced replace(const BaseRow& row);
 
    /// The row with the key of `keyRow`, null when there is none. Allocates nothing. The type of `keyRow` is not tested.

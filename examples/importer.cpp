@@ -115,7 +115,6 @@ void fileNexthop(const KernelDump& dump, const Nexthop& nexthop, std::uint64_t g
 
 void fileGroup(const KernelDump& dump, const Group& group, std::uint64_t genId, Tables& tables, Notes& notes)
 {
-   constexpr std::uint64_t maxEntries = 4095; // what an array column holds
    const std::string name = dump.name + ": group " + std::to_string(group.id);
    std::uint32_t divisor = 0;
    std::uint64_t weights = 0;
@@ -124,8 +123,9 @@ void fileGroup(const KernelDump& dump, const Group& group, std::uint64_t genId, 
       weights += member.weight;
    }
    const std::uint64_t entries = divisor != 0 ? weights / divisor : 0;
-   if (entries > maxEntries)
-      return notes.refused(name, std::to_string(entries) + " entries, more than " + std::to_string(maxEntries));
+   if (entries > Zorva::maxArrayElements)
+      return notes.refused(name,
+                           std::to_string(entries) + " entries, more than " + std::to_string(Zorva::maxArrayElements));
 
    std::vector<std::uint32_t> members;
    std::vector<std::uint32_t> ports;

@@ -22,6 +22,8 @@ struct Tables
 {
    Table nexthops{NexthopInfoRow::rowTypeName()};
    Table groups{EcmpMemberListRow::rowTypeName()};
+
+   std::size_t size() const { return nexthops.size() + groups.size(); }
 };
 
 /// The program's own code of what a next hop puts around a packet, in the column encapType.
@@ -46,6 +48,16 @@ std::vector<Row> rowsInOrder(const Table& table)
    std::vector<Row> rows(table.begin(), table.end());
    std::ranges::sort(rows, {}, [](const Row& row) { return row.entryId(); });
    return rows;
+}
+
+/// Calls use(row) for every next hop, then for every group, each in the order of their filing.
+template <class Use>
+void forEachRow(const Tables& tables, Use use)
+{
+   for (const auto& row : rowsInOrder<NexthopInfoRow>(tables.nexthops))
+      use(row);
+   for (const auto& row : rowsInOrder<EcmpMemberListRow>(tables.groups))
+      use(row);
 }
 
 } // namespace NexthopRows

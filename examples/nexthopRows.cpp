@@ -6,7 +6,6 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
-#include <optional>
 #include <string>
 
 #include "examples/importer.h"
@@ -59,16 +58,6 @@ Tables importInput(const Options& options, std::uint64_t genId, Notes& notes)
    if (options.folder.empty())
       throw BadInput("--dir FOLDER, --file FILE or --live is missing");
    return importFolder(options.folder, genId, notes);
-}
-
-/// Calls use(row) for every next hop, then for every group, each in the order of their filing.
-template <class Use>
-void forEachRow(const Tables& tables, Use use)
-{
-   for (const auto& row : rowsInOrder<NexthopInfoRow>(tables.nexthops))
-      use(row);
-   for (const auto& row : rowsInOrder<EcmpMemberListRow>(tables.groups))
-      use(row);
 }
 
 /// Calls use(row) for the row of that kind and id. Throws BadInput when there is none.
@@ -153,7 +142,7 @@ Tables importRows(const CLI::App& app, const Options& options, Notes& notes)
 void run(const CLI::App& app, const Options& options, Notes& notes)
 {
    const Tables tables = importRows(app, options, notes);
-   const auto rows = [&] { return std::to_string(tables.nexthops.size() + tables.groups.size()) + " rows "; };
+   const auto rows = [&] { return std::to_string(tables.size()) + " rows "; };
    if (app.got_subcommand("list"))
       forEachRow(tables, [](const auto& row) { std::cout << row << '\n'; });
    else if (app.got_subcommand("json"))

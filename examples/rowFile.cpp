@@ -192,12 +192,9 @@ private:
 
 void saveRows(const Tables& tables, const std::string& path)
 {
-   std::string text = std::string(magic) + std::to_string(tables.nexthops.size() + tables.groups.size());
+   std::string text = std::string(magic) + std::to_string(tables.size());
    text += magicEnd;
-   for (const auto& row : rowsInOrder<NexthopInfoRow>(tables.nexthops))
-      appendRow(text, row);
-   for (const auto& row : rowsInOrder<EcmpMemberListRow>(tables.groups))
-      appendRow(text, row);
+   forEachRow(tables, [&](const auto& row) { appendRow(text, row); });
 
    std::error_code none;
    const std::filesystem::path target = std::filesystem::canonical(path, none); // a link stays, its target is replaced

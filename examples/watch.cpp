@@ -5,7 +5,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <sys/eventfd.h>

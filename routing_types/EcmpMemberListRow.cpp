@@ -11,7 +11,6 @@ namespace P4RuntimeRouting {
 namespace {
 
 constexpr const char* typeName = "P4RuntimeRouting::EcmpMemberListRow";
-constexpr auto& columns = ecmpMemberListColumns;
 
 } // namespace
 
@@ -22,9 +21,9 @@ EcmpMemberListRow::EcmpMemberListRow() : BaseRow(baseRowLength_) { rowTypeIs(pro
 EcmpMemberListRow::EcmpMemberListRow(const std::uint64_t& genId, const std::uint64_t& entryHandle, const bool& valid,
                                      const std::uint32_t& entryId, const std::uint32_t& id,
                                      const std::vector<std::uint32_t>& member, const std::vector<std::uint32_t>& watch)
-   : BaseRow(baseRowLength_, Zorva::rowCapacity<columns>(genId, entryHandle, valid, entryId, id, member, watch))
+   : BaseRow(baseRowLength_, Zorva::rowCapacity<columns_>(genId, entryHandle, valid, entryId, id, member, watch))
 {
-   Zorva::storeColumns<columns>(*this, header(), genId, entryHandle, valid, entryId, id, member, watch);
+   Zorva::storeColumns<columns_>(*this, header(), genId, entryHandle, valid, entryId, id, member, watch);
    rowTypeIs(protRowType());
 }
 
@@ -58,7 +57,7 @@ EcmpMemberListRow EcmpMemberListRow::key(const std::uint32_t& id)
 {
    BaseRow base(baseRowLength_);
    base.rowTypeIs(protRowType());
-   EcmpMemberListRow row(std::as_const(base));
+   EcmpMemberListRow row(std::as_const(base)); // counts as a copy
    row.idIs(id);
    return row;
 }
@@ -76,24 +75,27 @@ void EcmpMemberListRow::reset() { rowType_.store(Zorva::unknownRowType, std::mem
 
 std::string EcmpMemberListRow::rowTypeName() { return typeName; }
 
-std::string EcmpMemberListRow::zoTypeSignature() { return Zorva::typeSignature(columns); }
+std::string EcmpMemberListRow::zoTypeSignature() { return Zorva::typeSignature(columns_); }
 
 bool EcmpMemberListRow::isBaseRow() { return false; }
 
-const Zorva::vcdType& EcmpMemberListRow::vcd() const { return Zorva::slotOffsets<columns>(); }
+const Zorva::vcdType& EcmpMemberListRow::vcd() const { return Zorva::slotOffsets<columns_>(); }
 
-std::string EcmpMemberListRow::toString() const { return Zorva::rowText<columns>(*this); }
+std::string EcmpMemberListRow::toString() const { return Zorva::rowText<columns_>(*this); }
 
-std::string EcmpMemberListRow::toJson() const { return Zorva::rowJson<columns>(*this); }
+std::string EcmpMemberListRow::toJson() const { return Zorva::rowJson<columns_>(*this); }
 
 bool EcmpMemberListRow::rowEqual(const Zorva::BaseRow& other) const
 {
-   return Zorva::contentEqual<columns>(*this, other);
+   return Zorva::contentEqual<columns_>(*this, other);
 }
 
-bool EcmpMemberListRow::rowLess(const Zorva::BaseRow& other) const { return Zorva::contentLess<columns>(*this, other); }
+bool EcmpMemberListRow::rowLess(const Zorva::BaseRow& other) const
+{
+   return Zorva::contentLess<columns_>(*this, other);
+}
 
-std::uint64_t EcmpMemberListRow::rowHash() const { return Zorva::contentHash<columns>(*this); }
+std::uint64_t EcmpMemberListRow::rowHash() const { return Zorva::contentHash<columns_>(*this); }
 
 Zorva::len_t EcmpMemberListRow::baseRowLength() { return baseRowLength_; }
 
@@ -105,39 +107,42 @@ void EcmpMemberListRow::clearRow()
       rowTypeIs(protRowType());
 }
 
-std::uint64_t EcmpMemberListRow::hash() const { return Zorva::keyHash<columns>(*this); }
+std::uint64_t EcmpMemberListRow::hash() const { return Zorva::keyHash<columns_>(*this); }
 
 bool EcmpMemberListRow::operator==(const EcmpMemberListRow& other) const
 {
-   return Zorva::keyEqual<columns>(*this, other);
+   return Zorva::keyEqual<columns_>(*this, other);
 }
 
 bool EcmpMemberListRow::operator<(const EcmpMemberListRow& other) const
 {
-   return Zorva::keyLess<columns>(*this, other);
+   return Zorva::keyLess<columns_>(*this, other);
 }
 
 std::weak_ordering EcmpMemberListRow::operator<=>(const EcmpMemberListRow& other) const
 {
-   return Zorva::keyOrder<columns>(*this, other);
+   return Zorva::keyOrder<columns_>(*this, other);
 }
 
 std::string EcmpMemberListRow::browToString(const Zorva::BaseRow& row) { return EcmpMemberListRow(row).toString(); }
 
 std::string EcmpMemberListRow::memberToStringArray() const
 {
-   return aryColumnToString<std::uint32_t>(columns.at<Array>("member").offset);
+   return aryColumnToString<std::uint32_t>(columns_.at<Array>("member").offset);
 }
 
 std::string EcmpMemberListRow::memberToJsonArray() const { return memberToStringArray(); }
 
 std::string EcmpMemberListRow::watchToStringArray() const
 {
-   return aryColumnToString<std::uint32_t>(columns.at<Array>("watch").offset);
+   return aryColumnToString<std::uint32_t>(columns_.at<Array>("watch").offset);
 }
 
 std::string EcmpMemberListRow::watchToJsonArray() const { return watchToStringArray(); }
 
-std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row) { return Zorva::writeText<columns>(os, row); }
+std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row)
+{
+   return Zorva::writeText<ecmpMemberListColumns>(os, row);
+}
 
 } // namespace P4RuntimeRouting

@@ -6,42 +6,36 @@
 
 namespace P4RuntimeRouting {
 
-namespace {
-
-constexpr auto& columns = ecmpMemberListColumns;
-
-} // namespace
-
 EcmpMemberListRowRowOps_KEY::~EcmpMemberListRowRowOps_KEY() = default;
 
 std::uint64_t EcmpMemberListRowRowOps_KEY::keyHash(const Zorva::BaseRow& row)
 {
-   return row.isNull() ? 0 : Zorva::keyHash<columns>(row);
+   return row.isNull() ? 0 : Zorva::keyHash<ecmpMemberListColumns>(row);
 }
 
 std::uint64_t EcmpMemberListRowRowOps_KEY::rowHash(const Zorva::BaseRow& row)
 {
-   return row.isNull() ? 0 : Zorva::contentHash<columns>(row);
+   return row.isNull() ? 0 : Zorva::contentHash<ecmpMemberListColumns>(row);
 }
 
 bool EcmpMemberListRowRowOps_KEY::keyEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::keyEqual<columns>(a, b);
+   return Zorva::keyEqual<ecmpMemberListColumns>(a, b);
 }
 
 bool EcmpMemberListRowRowOps_KEY::rowEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::columnsEqual<columns>(a, b);
+   return Zorva::columnsEqual<ecmpMemberListColumns>(a, b);
 }
 
 bool EcmpMemberListRowRowOps_KEY::keyLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::keyLess<columns>(a, b);
+   return Zorva::keyLess<ecmpMemberListColumns>(a, b);
 }
 
 bool EcmpMemberListRowRowOps_KEY::rowLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::contentLess<columns>(a, b);
+   return Zorva::contentLess<ecmpMemberListColumns>(a, b);
 }
 
 bool EcmpMemberListRowRowOps_KEY::unique() { return true; }

@@ -11,7 +11,6 @@ namespace P4RuntimeRouting {
 namespace {
 
 constexpr const char* typeName = "P4RuntimeRouting::NexthopInfoRow";
-constexpr auto& columns = nexthopInfoColumns;
 
 } // namespace
 
@@ -29,8 +28,8 @@ NexthopInfoRow::NexthopInfoRow(const std::uint64_t& genId, const std::uint64_t& 
                                const std::int32_t& encapType, const std::uint16_t& encapId)
    : BaseRow(baseRowLength_)
 {
-   Zorva::storeColumns<columns>(*this, header(), genId, entryHandle, valid, entryId, id, portId, dmac, smac, drop,
-                                encapType, encapId);
+   Zorva::storeColumns<columns_>(*this, header(), genId, entryHandle, valid, entryId, id, portId, dmac, smac, drop,
+                                 encapType, encapId);
    rowTypeIs(protRowType());
 }
 
@@ -61,7 +60,7 @@ NexthopInfoRow NexthopInfoRow::key(const std::uint32_t& id)
 {
    BaseRow base(baseRowLength_);
    base.rowTypeIs(protRowType());
-   NexthopInfoRow row(std::as_const(base));
+   NexthopInfoRow row(std::as_const(base)); // counts as a copy
    row.idIs(id);
    row.encapTypeIs(encapType_DEFAULT);
    return row;
@@ -80,21 +79,21 @@ void NexthopInfoRow::reset() { rowType_.store(Zorva::unknownRowType, std::memory
 
 std::string NexthopInfoRow::rowTypeName() { return typeName; }
 
-std::string NexthopInfoRow::zoTypeSignature() { return Zorva::typeSignature(columns); }
+std::string NexthopInfoRow::zoTypeSignature() { return Zorva::typeSignature(columns_); }
 
 bool NexthopInfoRow::isBaseRow() { return false; }
 
-const Zorva::vcdType& NexthopInfoRow::vcd() const { return Zorva::slotOffsets<columns>(); }
+const Zorva::vcdType& NexthopInfoRow::vcd() const { return Zorva::slotOffsets<columns_>(); }
 
-std::string NexthopInfoRow::toString() const { return Zorva::rowText<columns>(*this); }
+std::string NexthopInfoRow::toString() const { return Zorva::rowText<columns_>(*this); }
 
-std::string NexthopInfoRow::toJson() const { return Zorva::rowJson<columns>(*this); }
+std::string NexthopInfoRow::toJson() const { return Zorva::rowJson<columns_>(*this); }
 
-bool NexthopInfoRow::rowEqual(const Zorva::BaseRow& other) const { return Zorva::contentEqual<columns>(*this, other); }
+bool NexthopInfoRow::rowEqual(const Zorva::BaseRow& other) const { return Zorva::contentEqual<columns_>(*this, other); }
 
-bool NexthopInfoRow::rowLess(const Zorva::BaseRow& other) const { return Zorva::contentLess<columns>(*this, other); }
+bool NexthopInfoRow::rowLess(const Zorva::BaseRow& other) const { return Zorva::contentLess<columns_>(*this, other); }
 
-std::uint64_t NexthopInfoRow::rowHash() const { return Zorva::contentHash<columns>(*this); }
+std::uint64_t NexthopInfoRow::rowHash() const { return Zorva::contentHash<columns_>(*this); }
 
 Zorva::len_t NexthopInfoRow::baseRowLength() { return baseRowLength_; }
 
@@ -106,19 +105,22 @@ void NexthopInfoRow::clearRow()
       rowTypeIs(protRowType());
 }
 
-std::uint64_t NexthopInfoRow::hash() const { return Zorva::keyHash<columns>(*this); }
+std::uint64_t NexthopInfoRow::hash() const { return Zorva::keyHash<columns_>(*this); }
 
-bool NexthopInfoRow::operator==(const NexthopInfoRow& other) const { return Zorva::keyEqual<columns>(*this, other); }
+bool NexthopInfoRow::operator==(const NexthopInfoRow& other) const { return Zorva::keyEqual<columns_>(*this, other); }
 
-bool NexthopInfoRow::operator<(const NexthopInfoRow& other) const { return Zorva::keyLess<columns>(*this, other); }
+bool NexthopInfoRow::operator<(const NexthopInfoRow& other) const { return Zorva::keyLess<columns_>(*this, other); }
 
 std::weak_ordering NexthopInfoRow::operator<=>(const NexthopInfoRow& other) const
 {
-   return Zorva::keyOrder<columns>(*this, other);
+   return Zorva::keyOrder<columns_>(*this, other);
 }
 
 std::string NexthopInfoRow::browToString(const Zorva::BaseRow& row) { return NexthopInfoRow(row).toString(); }
 
-std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row) { return Zorva::writeText<columns>(os, row); }
+std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row)
+{
+   return Zorva::writeText<nexthopInfoColumns>(os, row);
+}
 
 } // namespace P4RuntimeRouting

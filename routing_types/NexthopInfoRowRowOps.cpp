@@ -6,42 +6,36 @@
 
 namespace P4RuntimeRouting {
 
-namespace {
-
-constexpr auto& columns = nexthopInfoColumns;
-
-} // namespace
-
 NexthopInfoRowRowOps_KEY::~NexthopInfoRowRowOps_KEY() = default;
 
 std::uint64_t NexthopInfoRowRowOps_KEY::keyHash(const Zorva::BaseRow& row)
 {
-   return row.isNull() ? 0 : Zorva::keyHash<columns>(row);
+   return row.isNull() ? 0 : Zorva::keyHash<nexthopInfoColumns>(row);
 }
 
 std::uint64_t NexthopInfoRowRowOps_KEY::rowHash(const Zorva::BaseRow& row)
 {
-   return row.isNull() ? 0 : Zorva::contentHash<columns>(row);
+   return row.isNull() ? 0 : Zorva::contentHash<nexthopInfoColumns>(row);
 }
 
 bool NexthopInfoRowRowOps_KEY::keyEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::keyEqual<columns>(a, b);
+   return Zorva::keyEqual<nexthopInfoColumns>(a, b);
 }
 
 bool NexthopInfoRowRowOps_KEY::rowEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::columnsEqual<columns>(a, b);
+   return Zorva::columnsEqual<nexthopInfoColumns>(a, b);
 }
 
 bool NexthopInfoRowRowOps_KEY::keyLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::keyLess<columns>(a, b);
+   return Zorva::keyLess<nexthopInfoColumns>(a, b);
 }
 
 bool NexthopInfoRowRowOps_KEY::rowLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b)
 {
-   return Zorva::contentLess<columns>(a, b);
+   return Zorva::contentLess<nexthopInfoColumns>(a, b);
 }
 
 bool NexthopInfoRowRowOps_KEY::unique() { return true; }

@@ -111,7 +111,7 @@ public:
    /// The elements' bytes as stored: little-endian, packed, without the header.
    std::span<const unsigned char> bytes() const noexcept { return {elements_, size_ * sizeof(T)}; }
 
-   static constexpr len_t countMask = 0x0fff;
+   static constexpr len_t countMask = maxArrayElements; ///< all bits of the count
 
 private:
    const unsigned char* elements_ = nullptr;

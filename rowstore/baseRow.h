@@ -20,6 +20,7 @@
 #include <ranges>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/export.h"
@@ -43,6 +44,9 @@ concept ContiguousRangeOf = std::ranges::contiguous_range<const R> && std::range
 
 /// The offsets of a row type's variable-column-table slots, in column order.
 using vcdType = std::vector<len_t>;
+
+/// The text of a null row, of whatever type.
+inline constexpr std::string_view nullRowText = "len: 0, NULL";
 
 class ZORVA_EXPORT BaseRow
 {

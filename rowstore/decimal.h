@@ -39,7 +39,7 @@ inline constexpr auto decimalPairs = [] {
    }
 }
 
-/// Writes `value` at `at`, where longestDecimal characters fit, and returns the place behind it.
+/// Writes `value` at `at`, where its characters fit (at most longestDecimal), and returns the place behind it.
 template <std::unsigned_integral T>
 char* putDecimal(char* at, T value) noexcept
 {

@@ -21,22 +21,28 @@ void BaseRow::getColumnStruct(len_t offset, R& out) const
    out = BaseRow(std::move(view));
 }
 
-template <std::derived_from<BaseRow> R>
-std::uint64_t BaseRow::columnHash(len_t offset) const
+/// A view of the row nested in a column, as a row of type R; null when there is none. Throws ZoBadCast for a row of
+/// another type.
+template <class R>
+R nestedRow(const BaseRow& row, len_t offset)
 {
    const BaseRow null;
    R nested(null);
-   getColumnStruct<R>(offset, nested);
-   return nested.R::rowHash();
+   row.getColumnStruct<R>(offset, nested);
+   return nested;
+}
+
+template <std::derived_from<BaseRow> R>
+std::uint64_t BaseRow::columnHash(len_t offset) const
+{
+   return nestedRow<R>(*this, offset).R::rowHash();
 }
 
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   const BaseRow null;
-   R mine(null);
+   const R mine = nestedRow<R>(*this, offset);
    BaseRow others;
-   getColumnStruct<R>(offset, mine);
    other.getColumnStruct<BaseRow>(otherOffset, others);
    return !mine.isNull() && !others.isNull() && mine.R::rowEqual(others);
 }
@@ -44,10 +50,8 @@ bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset)
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   const BaseRow null;
-   R mine(null);
+   const R mine = nestedRow<R>(*this, offset);
    BaseRow others;
-   getColumnStruct<R>(offset, mine);
    other.getColumnStruct<BaseRow>(otherOffset, others);
    if (mine.isNull() || others.isNull())
       return mine.isNull() && !others.isNull();

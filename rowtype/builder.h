@@ -16,18 +16,6 @@ inline constexpr bool initialises<Type::arrayOfU32, V> = std::same_as<V, std::ve
 template <class V>
 inline constexpr bool initialises<Type::row, V> = false; // storing nested rows is not this library's business
 
-/// The type that BaseRow::setColumn is named by for a value of type V.
-template <class V>
-struct ElementOf
-{
-   using type = V;
-};
-template <class T>
-struct ElementOf<std::vector<T>>
-{
-   using type = T;
-};
-
 /// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
 template <class V>
 constexpr std::size_t variableRoom(const V&) noexcept
@@ -61,9 +49,7 @@ len_t rowCapacity(const V&... values) noexcept
 template <const auto& Table, class... V>
 void storeOneByOne(BaseRow& row, const V&... values)
 {
-   withColumns<Table>([&](auto... i) {
-      (row.setColumn<typename ElementOf<V>::type>(Table.columns[i].offset, values, Table.fixedLength), ...);
-   });
+   withColumns<Table>([&](auto... i) { (row.setColumn(Table.columns[i].offset, values, Table.fixedLength), ...); });
 }
 
 /// Stores one value per column into `row`, whose fresh buffer of rowCapacity(values...) zero bytes lies at `bytes`

@@ -9,11 +9,10 @@
 
 #include <algorithm>
 #include <iomanip>
-#include <sstream>
 #include <vector>
 
 #include "platform/zorva/ethAddr.h"
-#include "rowtype/columnTable.h"
+#include "rowtype/rendering.h"
 
 namespace Zorva {
 
@@ -21,12 +20,12 @@ namespace Zorva {
 class RowListing
 {
 public:
-   explicit RowListing(std::span<const unsigned char> row) : row_(row) { makePlain(text_); }
+   explicit RowListing(std::span<const unsigned char> row) : row_(row) {}
 
    std::string build(std::span<const Column> columns)
    {
       listRow(columns, 0, row_.size());
-      return text_.str();
+      return plain_.buffer().str();
    }
 
 private:
@@ -137,20 +136,12 @@ private:
       }
    }
 
-   /// The same text whatever the global locale, and all of it: a failed allocation leaves as what it is.
-   static void makePlain(std::ostream& stream)
-   {
-      stream.imbue(std::locale::classic());
-      stream.exceptions(std::ios_base::badbit);
-   }
-
    template <class T>
    static std::string formatted(const T& value)
    {
-      std::ostringstream stream;
-      makePlain(stream);
-      stream << value;
-      return stream.str();
+      PlainStream stream;
+      stream.os() << value;
+      return stream.buffer().str();
    }
 
    static std::string name(const Column& column) { return std::string(column.name) + (column.isKey() ? " (key)" : ""); }
@@ -179,7 +170,8 @@ private:
    }
 
    std::span<const unsigned char> row_;
-   std::ostringstream text_;
+   PlainStream plain_;
+   std::ostream& text_ = plain_.os();
    unsigned depth_ = 0;
 };
 

@@ -5,17 +5,6 @@
 
 namespace Zorva {
 
-/// A view of the row nested in a column, as a row of type R; null when there is none. Throws ZoBadCast for a row of
-/// another type.
-template <class R>
-R nestedRow(const BaseRow& row, len_t offset)
-{
-   const BaseRow null;
-   R nested(null);
-   row.getColumnStruct<R>(offset, nested);
-   return nested;
-}
-
 /// The row type R as a column table knows it.
 template <class R>
 inline constexpr NestedType nestedType{

@@ -271,8 +271,7 @@ public:
    void finish() {}
 
    void literal(std::string_view text) { stream_ << text; }
-   void number(std::uint64_t value) { stream_ << value; }
-   void number(int value) { stream_ << value; }
+   void number(std::integral auto value) { stream_ << value; }
 
    template <class T>
    void formatted(const T& value)
@@ -309,7 +308,7 @@ template <const auto& Table, Form form, std::size_t I>
 consteval auto makeLabel()
 {
    constexpr auto pieces = labelPieces<Table, form, I>();
-   std::array<char, std::transform_reduce(pieces.begin(), pieces.end(), std::size_t{1}, std::plus(), std::ranges::size)>
+   std::array<char, std::transform_reduce(pieces.begin(), pieces.end(), std::size_t{0}, std::plus(), std::ranges::size)>
       label{};
    auto at = label.begin();
    for (const std::string_view piece : pieces)
@@ -351,16 +350,13 @@ void writeRow(Writer writer, const BaseRow& row)
    const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
    const auto writeLabel = [&]<std::size_t I>(std::integral_constant<std::size_t, I>) {
       constexpr auto& text = label<Table, form, I>;
-      if constexpr (text.size() > 1)
-         writer.literal({text.data(), text.size() - 1});
+      if constexpr (!text.empty())
+         writer.literal({text.data(), text.size()});
    };
    withColumns<Table>([&](auto... i) { ((writeLabel(i), writeValue<Table, form, i>(writer, row, fixed)), ...); });
    writeLabel(std::integral_constant<std::size_t, Table.size()>{});
    writer.finish();
 }
-
-/// What a null row's text is.
-inline constexpr std::string_view nullRowText = "len: 0, NULL";
 
 /// Whether `os` writes numbers and text as a fresh stream of the classic locale does.
 inline bool isPlain(const std::ostream& os)

@@ -22,7 +22,7 @@ inline constexpr len_t unknownRowType = 65535;
    if (classRow.isNull()) {
       ZorvaDB::loadMetadata(typeName);
       const BaseRow loaded = ZorvaDB::zoClass(typeName);
-      classRow = loaded;
+      classRow = loaded; // counts as a copy assignment
    }
    const auto id = static_cast<len_t>(classRow.readColumn<std::uint32_t>(zo_contentOffset));
    cached.store(id, std::memory_order_relaxed);

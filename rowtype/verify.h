@@ -79,8 +79,8 @@ struct ExaminedRow
    std::size_t base;
    unsigned depth; ///< how many rows it is nested in
 
-   len_t lengthAt(std::size_t offset) const { return load<len_t>(&all[base + offset]); }
-   std::size_t length() const { return lengthAt(rowLengthOffset); }
+   len_t u16At(std::size_t offset) const { return load<len_t>(&all[base + offset]); }
+   std::size_t length() const { return u16At(rowLengthOffset); }
    std::size_t fixedLength() const { return columns.back().end(); }
 
    const VColType& slot(const Column& column) const
@@ -132,7 +132,7 @@ inline RowCheck checkArray(const ExaminedRow& row, const Column& column)
       return row.found(RowFault::notArray, column.offset);
    if (slot.dataLength() < arrayHeaderLength)
       return row.found(RowFault::noArrayHeader, column.offset);
-   const std::size_t count = row.lengthAt(slot.dataOffset()) & ArrayReference<std::uint32_t>::countMask;
+   const std::size_t count = row.u16At(slot.dataOffset()) & ArrayReference<std::uint32_t>::countMask;
    if (arrayHeaderLength + count * sizeof(std::uint32_t) != slot.dataLength())
       return row.found(RowFault::countMismatch, slot.dataOffset());
    return {};

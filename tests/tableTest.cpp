@@ -62,5 +62,10 @@ TEST(Table, SharesWhatItFilesAndRefusesTheRest)
    expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 0",
                  {[&] { table.insert(EcmpMemberListRow()); }});
    EXPECT_THROW(table.reserve(SIZE_MAX), std::length_error);
-   EXPECT_TRUE(table.size() == 1 && NexthopInfoRow(*table.begin()).portId() == 2);
+   Table moved(std::move(table));
+   table = std::move(moved);
+   auto at = table.begin();
+   EXPECT_TRUE(table.size() == 1 && !table.empty() && table.rowTypeName() == row.rowTypeName());
+   EXPECT_TRUE(NexthopInfoRow(*at).portId() == 2 && at->rowLength() == 52 && at++ == table.begin() &&
+               at == table.end());
 }

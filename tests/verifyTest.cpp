@@ -4,7 +4,7 @@
 using namespace Test;
 using Zorva::RowFault, Zorva::RowCheck;
 
-std::vector<unsigned char> bytesOf(const std::string& text)
+Bytes bytesOf(const std::string& text)
 {
    const std::vector<int> bytes = parseBytes(text);
    return {bytes.begin(), bytes.end()};
@@ -55,6 +55,24 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
    const auto hop = bytesOf(hopBytes);
    EXPECT_TRUE(Zorva::verifyRow<NexthopInfoRow>(hop).ok() && Zorva::verifyRow<NexthopInfoRow>(hop, len_t{9}).ok());
    EXPECT_EQ(Zorva::verifyRow<NexthopInfoRow>(hop, len_t{1}), (RowCheck{RowFault::otherType, 2}));
+}
+
+TEST(Verify, RowsMayBeNested16Deep)
+{
+   struct Recursive : Zorva::NestedType
+   {
+      Recursive() : NestedType{{&column_, 1}, 8, {}, {}, {}, {}, {}, {}} {}
+      const Zorva::Column column_{"inner", Type::row, {}, this, 4};
+   } static const type;
+   for (const std::size_t depth : {16u, 17u}) {
+      Bytes bytes; // each row a header and the slot of the next one
+      for (std::size_t row = 0; row <= depth; ++row) {
+         const auto behind = static_cast<unsigned char>(8 * (depth - row));
+         bytes.insert(bytes.end(), {static_cast<unsigned char>(behind + 8), 0, 0, 0, 8, 0, behind, 0});
+      }
+      EXPECT_EQ(Zorva::checkRow({type.columns, bytes, 0, 0}, bytes.size()),
+                depth == 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * 8}));
+   }
 }
 
 TEST(Verify, AdoptedRowsCarryThisProcessesTypeIds)

@@ -5,7 +5,7 @@
 
 namespace Zorva {
 
-/// How many row objects a thread has constructed and assigned, by kind. Nothing reads them but their users.
+/// How many row objects a thread has constructed and assigned, by kind. Nothing a row does depends on them.
 struct BaseRowCounters
 {
    std::uint64_t defaultCtor = 0; ///< null rows
