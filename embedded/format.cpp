@@ -2,6 +2,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <cxxabi.h>
 #include <ostream>
 #include <streambuf>
 #include <string_view>
@@ -20,6 +21,8 @@ inline std::ostream& insert(std::ostream& os, std::string_view text)
    try {
       if (os.rdbuf()->sputn(text.data(), length) == length)
          return os;
+   } catch (const abi::__forced_unwind&) { // the end of the thread
+      throw;
    } catch (...) {
       if ((os.exceptions() & std::ios_base::badbit) != 0)
          throw;
@@ -32,7 +35,7 @@ inline std::ostream& insert(std::ostream& os, std::string_view text)
 constexpr auto hexPairs = [] {
    constexpr std::string_view digits = "0123456789abcdef";
    std::array<std::uint16_t, 256> pairs{};
-   for (std::size_t i = 0; i < pairs.size(); ++i)
+   for (std::size_t i = 0; i != pairs.size(); ++i)
       pairs[i] = static_cast<std::uint16_t>(digits[i % 16] << 8 | digits[i / 16]);
    return pairs;
 }();

@@ -11,7 +11,9 @@ namespace {
 
 using Embedded::Registration;
 
-/// The first metadata request of a name with a generator gives it the next id, from 1.
+constexpr len_t maxRowType = 65534; // an id is two bytes; 65535 is no row type's
+
+/// The first metadata request of a name with a generator gives it the next id, from 1, as long as there are any.
 class Registry
 {
 public:
@@ -34,7 +36,7 @@ public:
    {
       const std::lock_guard lock(mutex_);
       Registration* const known = find(name);
-      if (known != nullptr && known->rowType == 0)
+      if (known != nullptr && known->rowType == 0 && lastRowType_ < maxRowType)
          known->rowType = ++lastRowType_;
    }
 

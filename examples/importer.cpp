@@ -131,14 +131,14 @@ void fileGroup(const KernelDump& dump, const Group& group, std::uint64_t genId, 
    std::vector<std::uint32_t> ports;
    bool isValid = false;
    for (const Member& member : group.members) {
-      const auto row = findRow<NexthopInfoRow>(tables.nexthops, member.id); // none: gone between the dumps
+      const auto row = findRow(tables.nexthops, NexthopInfoRow::key(member.id)); // none: gone between the dumps
       isValid = isValid || (row && row->valid());
       members.insert(members.end(), member.weight / divisor, member.id);
       ports.insert(ports.end(), member.weight / divisor, row ? row->portId() : 0);
    }
    const EcmpMemberListRow row(genId, handle(2, group.id), isValid, nextEntryId(tables.groups), group.id, members,
                                ports);
-   if (findRow<NexthopInfoRow>(tables.nexthops, group.id) || !tables.groups.insert(row)) // both share the ids
+   if (tables.nexthops.contains(NexthopInfoRow::key(group.id)) || !tables.groups.insert(row)) // both share the ids
       notes.refused(name, "duplicate id");
    else if (!isValid)
       notes.notValid(name, "no valid member");

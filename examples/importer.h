@@ -33,11 +33,11 @@ enum class EncapType : std::int32_t { notHeld = -1, none = 0, vlan = 1, mpls = 2
 /// and which rows are not valid.
 Tables fileRows(const KernelDump& dump, std::uint64_t genId, Notes& notes);
 
-/// The row with that id, none when there is none.
+/// The table's row with the id of `key`, none when there is none.
 template <class Row>
-std::optional<Row> findRow(const Table& table, std::uint32_t id)
+std::optional<Row> findRow(const Table& table, const Row& key)
 {
-   const Zorva::BaseRow* const row = table.find(Row::key(id));
+   const Zorva::BaseRow* const row = table.find(key);
    return row != nullptr ? std::optional<Row>(*row) : std::nullopt;
 }
 
@@ -46,7 +46,7 @@ template <class Row>
 std::vector<Row> rowsInOrder(const Table& table)
 {
    std::vector<Row> rows(table.begin(), table.end());
-   std::ranges::sort(rows, {}, [](const Row& row) { return row.entryId(); });
+   std::ranges::sort(rows, {}, [](const Row& row) { return std::pair(row.genId(), row.entryId()); });
    return rows;
 }
 

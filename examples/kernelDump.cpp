@@ -37,9 +37,10 @@ Zorva::EthAddr macAddress(const std::string& name, const std::string& text)
 std::string ipAddress(const std::string& name, const std::string& text)
 {
    std::array<char, sizeof(in6_addr)> address{};
-   if (inet_pton(AF_INET, text.c_str(), address.data()) == 1)
+   const bool isWhole = text.find('\0') == std::string::npos; // inet_pton() would not see what follows
+   if (isWhole && inet_pton(AF_INET, text.c_str(), address.data()) == 1)
       return {address.data(), sizeof(in_addr)};
-   if (inet_pton(AF_INET6, text.c_str(), address.data()) == 1)
+   if (isWhole && inet_pton(AF_INET6, text.c_str(), address.data()) == 1)
       return {address.data(), address.size()};
    throwBadField(name, text, "an IP address");
 }
@@ -206,7 +207,7 @@ Source readFile(const std::string& path)
    std::ostringstream text;
    if (file.peek() != std::ifstream::traits_type::eof())
       text << file.rdbuf();
-   if (file.bad() || text.bad())
+   if (file.bad() || text.fail())
       throw BadInput(path + ": cannot be read");
    return {path, std::move(text).str()};
 }

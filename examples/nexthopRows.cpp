@@ -70,9 +70,9 @@ void withRow(const Tables& tables, const std::string& kind, std::uint32_t id, Us
       use(*row);
    };
    if (kind == "group")
-      useRow(findRow<EcmpMemberListRow>(tables.groups, id));
+      useRow(findRow(tables.groups, EcmpMemberListRow::key(id)));
    else
-      useRow(findRow<NexthopInfoRow>(tables.nexthops, id));
+      useRow(findRow(tables.nexthops, NexthopInfoRow::key(id)));
 }
 
 template <class Row>
@@ -109,7 +109,7 @@ std::size_t checkRows(const std::string& kind, const Table& table, Notes& notes)
 
 void printStatistics(std::ostream& out, const Tables& tables)
 {
-   const auto counters = Zorva::BaseRow::baseRowCounters; // before reading the tables adds to them
+   const auto counters = Zorva::BaseRow::baseRowCounters; // a copy, as reading the tables adds to them
    const auto line = [&](const char* kind, const Table& table) {
       std::size_t bytes = 0;
       for (const Zorva::BaseRow& row : table)
@@ -178,7 +178,8 @@ void describeCommandLine(CLI::App& app, Options& options)
    dir->type_name("FOLDER")->excludes(file, live);
    file->type_name("FILE")->excludes(live);
    app.add_flag("--stats", options.statistics, "Print rows, bytes and row objects (json: to standard error)");
-   app.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.");
+   app.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.\n"
+              "watch says what it refused and ends with 0.");
 
    subcommand("list", "Print every row as text", "list --dir FOLDER");
    subcommand("json", "Print every row as a line of JSON", "json --dir FOLDER");

@@ -26,7 +26,7 @@ std::vector<Change<Row>> changesBetween(const Table& before, const Table& after)
 {
    std::vector<Change<Row>> changes;
    for (const Row& row : rowsInOrder<Row>(before)) {
-      const std::optional<Row> now = findRow<Row>(after, row.id());
+      const std::optional<Row> now = findRow(after, row);
       if (!now || !Row(row).genIdIs(now->genId()).entryIdIs(now->entryId()).rowEqual(*now))
          changes.push_back({row, now});
    }

@@ -8,6 +8,7 @@
 #include <span>
 #include <stdexcept>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -58,6 +59,9 @@ public:
    {
       if (fd_ == -1)
          throwFailed(temporary_);
+      struct stat before = {};
+      if (stat(path.c_str(), &before) == 0)
+         fchmod(fd_, before.st_mode & 07777); // or it stays what a new file is
    }
    ReplacementFile(const ReplacementFile&) = delete;
    ReplacementFile& operator=(const ReplacementFile&) = delete;
@@ -197,7 +201,7 @@ void saveRows(const Tables& tables, const std::string& path)
    forEachRow(tables, [&](const auto& row) { appendRow(text, row); });
 
    std::error_code none;
-   const std::filesystem::path target = std::filesystem::canonical(path, none); // a link stays, its target is replaced
+   const std::filesystem::path target = std::filesystem::canonical(path, none); // the file that a link leads to
    if (!none && !std::filesystem::is_regular_file(target))
       throw std::runtime_error(path + ": not a file that can be replaced");
    ReplacementFile file(none ? path : target.string());

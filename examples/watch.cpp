@@ -111,7 +111,14 @@ public:
    {
       std::ostringstream text;
       Notes notes(text);
-      const Tables now = fileRows(kernel_.dump(notes, stop_), genId_ + 1, notes);
+      const Tables now = [&] {
+         try {
+            return fileRows(kernel_.dump(notes, stop_), genId_ + 1, notes);
+         } catch (const BadInput&) {
+            printNewLines(text.str());
+            throw;
+         }
+      }();
       ++genId_;
       printNewLines(text.str());
       file<NexthopInfoRow>("nexthop", tables_.nexthops, now.nexthops);

@@ -176,7 +176,6 @@ private:
    template <class T>
    EcmpMemberListRow& write(Zorva::ColumnPlace<T> column, const T& value)
    {
-      requireBuffer();
       setColumn<T>(column.offset, value, baseRowLength_);
       return *this;
    }
@@ -184,7 +183,6 @@ private:
    template <class R>
    EcmpMemberListRow& write(Zorva::ColumnPlace<Array> column, const R& value)
    {
-      requireBuffer();
       setColumn<std::uint32_t>(column.offset, value, baseRowLength_);
       return *this;
    }
@@ -192,7 +190,8 @@ private:
    static std::atomic<Zorva::len_t> rowType_;
 };
 
-/// Writes the text form of `row` into `os`, in that stream's number formatting; "len: 0, NULL" for a null row.
+/// Writes the text form of `row` into `os`, in that stream's number formatting, its arrays in plain
+/// decimal; "len: 0, NULL" for a null row.
 ZORVA_EXPORT std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row);
 
 } // namespace P4RuntimeRouting

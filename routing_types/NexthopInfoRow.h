@@ -159,7 +159,6 @@ private:
    template <class T>
    NexthopInfoRow& write(Zorva::ColumnPlace<T> column, const T& value)
    {
-      requireBuffer();
       setColumn<T>(column.offset, value, baseRowLength_);
       return *this;
    }

@@ -239,7 +239,7 @@ public:
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
    /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Throws ZoNullRow;
    /// raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns); throws
-   /// ZoPermissionViolation; then Halvo::MemoryResourceException. All leave the row unchanged.
+   /// ZoPermissionViolation; then std::bad_alloc or Halvo::MemoryResourceException. All leave the row unchanged.
    inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
@@ -505,7 +505,6 @@ inline void BaseRow::clearRow()
 
 inline bool BaseRow::rowEqual(const BaseRow& other) const
 {
-   requireBuffer();
    other.requireBuffer();
    const auto mine = bytes();
    const auto others = other.bytes();

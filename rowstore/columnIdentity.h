@@ -38,18 +38,16 @@ template <FixedColumnType T>
 template <FixedColumnType T>
 inline bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   requireBuffer();
    other.requireBuffer();
-   return comparable<T>(checkedBytesOfBuffer(offset, sizeof(T))) ==
+   return comparable<T>(checkedBytes(offset, sizeof(T))) ==
           comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
 }
 
 template <FixedColumnType T>
 inline bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   requireBuffer();
    other.requireBuffer();
-   return comparable<T>(checkedBytesOfBuffer(offset, sizeof(T))) <
+   return comparable<T>(checkedBytes(offset, sizeof(T))) <
           comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
 }
 

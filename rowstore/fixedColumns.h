@@ -41,7 +41,7 @@ inline bool BaseRow::clear(len_t fdLen)
    }
    requireWritable();
    if (mayWriteInPlace())
-      std::memset(header(), 0, fdLen);
+      std::memset(header(), 0, needed);
    else
       rowBuf_ = RowBufHandle::zeroed(rowBuf_->length());
    rowLengthIs(fdLen);

@@ -64,9 +64,9 @@ template <const auto& Table, class... V>
    if (roomFor<Table>(values...) > maxRowLength) [[unlikely]]
       return storeOneByOne<Table>(row, values...);
    len_t end = Table.fixedLength; // where the next array goes
-   const auto storeColumn = [&]<std::size_t I, class Value>(std::integral_constant<std::size_t, I>,
-                                                            const Value& value) {
-      constexpr Column column = Table.columns[I];
+   const auto storeColumn = [&](auto i, const auto& value) {
+      using Value = std::remove_cvref_t<decltype(value)>;
+      constexpr Column column = Table.columns[i];
       static_assert(initialises<column.type, Value>, "a value of another type than its column's");
       if constexpr (column.type != Type::arrayOfU32) {
          store<Value>(bytes + column.offset, value);

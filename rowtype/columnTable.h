@@ -127,7 +127,8 @@ struct ColumnTable
    {
       for (const Column& column : columns)
          if (column.name == name)
-            return holds<T>(column.type) ? ColumnPlace<T>{column.offset} : throw "the column has another type";
+            return holds<T>(column.type, std::type_identity<ColumnValues>{}) ? ColumnPlace<T>{column.offset}
+                                                                             : throw "the column has another type";
       throw "no such column";
    }
 
@@ -141,15 +142,11 @@ struct ColumnTable
    }
 
 private:
-   /// Whether columns of type `type` have values of type T.
-   template <class T>
-   static consteval bool holds(Type type)
+   /// Whether columns of type `type` have values of type T, V being the value types of all column types.
+   template <class T, class... V>
+   static consteval bool holds(Type type, std::type_identity<std::tuple<V...>>)
    {
-      const auto answers = []<class... V>(std::type_identity<std::tuple<V...>>) consteval
-      {
-         return std::array{std::same_as<T, V>...};
-      };
-      return answers(std::type_identity<ColumnValues>{})[static_cast<std::size_t>(type)];
+      return std::array{std::same_as<T, V>...}[static_cast<std::size_t>(type)];
    }
 };
 
@@ -178,16 +175,18 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
    return table;
 }
 
+template <std::size_t... I, class Use>
+[[gnu::always_inline]] constexpr decltype(auto) withConstants(Use&& use, std::index_sequence<I...>)
+{
+   return use(std::integral_constant<std::size_t, I>{}...);
+}
+
 /// Calls `use` with the numbers of all columns of Table, in order, each a compile-time constant: for folds. Always
 /// inlined, so that what a fold refers to stays in registers.
 template <const auto& Table, class Use>
 [[gnu::always_inline]] constexpr decltype(auto) withColumns(Use&& use)
 {
-   const auto call = [&]<std::size_t... I>(std::index_sequence<I...>)->decltype(auto)
-   {
-      return use(std::integral_constant<std::size_t, I>{}...);
-   };
-   return call(std::make_index_sequence<Table.size()>{});
+   return withConstants(use, std::make_index_sequence<Table.size()>{});
 }
 
 /// The offsets of Table's slots, in column order. Built on first use, kept until the process exits.

@@ -172,7 +172,6 @@ bool columnOrRunEqual(const BaseRow& a, const unsigned char* fixedA, const BaseR
 template <const auto& Table>
 bool columnsEqual(const BaseRow& a, const BaseRow& b)
 {
-   a.requireBuffer();
    b.requireBuffer();
    const unsigned char* const fixedA = a.checkedBytes(0, Table.fixedLength);
    const unsigned char* const fixedB = b.checkedBytes(0, Table.fixedLength);
@@ -187,12 +186,12 @@ bool contentEqual(const BaseRow& row, const BaseRow& other)
    return type == other.rowType() && columnsEqual<Table>(row, other);
 }
 
-/// Content order: the first column that differs decides. An array column has no order: ZoNotSupported as soon as it
+/// Content order: the first column that differs decides, as does one in which both nested rows are absent (neither row
+/// is less then, for an absent row equals nothing). An array column has no order: ZoNotSupported as soon as it
 /// is reached. Throws ZoNullRow for `a`, then for `b`; then ZoOutOfRange.
 template <const auto& Table>
 bool contentLess(const BaseRow& a, const BaseRow& b)
 {
-   a.requireBuffer();
    b.requireBuffer();
    const unsigned char* const fixedA = a.checkedBytes(0, Table.fixedLength);
    const unsigned char* const fixedB = b.checkedBytes(0, Table.fixedLength);

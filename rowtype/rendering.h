@@ -171,7 +171,7 @@ private:
             os.imbue(std::locale::classic());
       }
 
-      /// Makes it as good as new, whatever the operators did to it.
+      /// Takes back what the operators may have left behind: a state, flags, width, precision, fill.
       void renew() noexcept
       {
          buffer.clear();
@@ -348,8 +348,8 @@ template <const auto& Table, Form form, class Writer>
 void writeRow(Writer writer, const BaseRow& row)
 {
    const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
-   const auto writeLabel = [&]<std::size_t I>(std::integral_constant<std::size_t, I>) {
-      constexpr auto& text = label<Table, form, I>;
+   const auto writeLabel = [&](auto i) {
+      constexpr auto& text = label<Table, form, i>;
       if constexpr (!text.empty())
          writer.literal({text.data(), text.size()});
    };
@@ -380,24 +380,27 @@ std::ostream& writeText(std::ostream& os, const BaseRow& row)
    return os;
 }
 
+/// Either form of a row that has a buffer, plain whatever the locale.
+template <const auto& Table, Form form>
+std::string rendered(const BaseRow& row)
+{
+   PlainStream stream;
+   writeRow<Table, form>(PlainWriter(stream), row);
+   return stream.buffer().str();
+}
+
 /// The text form, plain whatever the locale.
 template <const auto& Table>
 std::string rowText(const BaseRow& row)
 {
-   if (row.isNull())
-      return std::string(nullRowText);
-   PlainStream stream;
-   writeRow<Table, Form::text>(PlainWriter(stream), row);
-   return stream.buffer().str();
+   return row.isNull() ? std::string(nullRowText) : rendered<Table, Form::text>(row);
 }
 
 /// The JSON form. Throws ZoNullRow for a null row.
 template <const auto& Table>
 std::string rowJson(const BaseRow& row)
 {
-   PlainStream stream;
-   writeRow<Table, Form::json>(PlainWriter(stream), row);
-   return stream.buffer().str();
+   return rendered<Table, Form::json>(row);
 }
 
 } // namespace Zorva

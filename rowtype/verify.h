@@ -15,7 +15,7 @@
 
 namespace Zorva {
 
-/// What may be wrong with a row's bytes, in the order in which it is looked for.
+/// What may be wrong with a row's bytes.
 enum class RowFault : std::uint8_t {
    none,
    noHeader,          ///< fewer than the 4 bytes of a header
@@ -143,28 +143,30 @@ inline RowCheck checkRow(const ExaminedRow& row, std::size_t available)
 {
    if (row.depth > maxNestingDepth)
       return row.found(RowFault::nestedTooDeep, rowLengthOffset);
-   RowCheck check = checkLength(row, available);
+   if (const RowCheck check = checkLength(row, available); !check.ok())
+      return check;
    for (const Column& column : row.columns)
-      if (check.ok() && column.type == Type::boolean && row.all[row.base + column.offset] > 1)
-         check = row.found(RowFault::badBool, column.offset);
+      if (column.type == Type::boolean && row.all[row.base + column.offset] > 1)
+         return row.found(RowFault::badBool, column.offset);
    for (const Column& column : row.columns) {
-      if (!check.ok())
-         break;
       if (!column.isVariable() || row.slot(column).isEmpty())
          continue;
+      if (const RowCheck check = checkSlot(row, column); !check.ok())
+         return check;
       const VColType& slot = row.slot(column);
-      check = checkSlot(row, column);
-      if (check.ok() && column.type == Type::arrayOfU32)
-         check = checkArray(row, column);
-      else if (check.ok())
-         check =
-            checkRow({column.nested->columns, row.all, row.base + slot.dataOffset(), row.depth + 1}, slot.dataLength());
+      const RowCheck check =
+         column.type == Type::arrayOfU32
+            ? checkArray(row, column)
+            : checkRow({column.nested->columns, row.all, row.base + slot.dataOffset(), row.depth + 1},
+                       slot.dataLength());
+      if (!check.ok())
+         return check;
    }
-   return check;
+   return {};
 }
 
-/// Whether `bytes` are exactly one row of the type Row, fit for every operation; with `rowType`, also whether it
-/// carries that id. Throws nothing.
+/// Whether `bytes` are exactly one row of the type Row, fit for every operation once adoptRow has given it and its
+/// nested rows their type ids; with `rowType`, also whether it carries that id. Throws nothing.
 template <class Row>
 RowCheck verifyRow(std::span<const unsigned char> bytes, std::optional<len_t> rowType = {})
 {

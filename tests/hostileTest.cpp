@@ -58,7 +58,8 @@ TEST(Hostile, EcmpMemberListRow)
 {
    for (const std::size_t size : {0u, 1u, 4u})
       for (const std::size_t other : {0u, 2u}) {
-         EcmpMemberListRow group(1, 2, true, 3, 4, upTo(size), upTo(other));
+         Exposed<EcmpMemberListRow> group(1, 2, true, 3, 4, upTo(size), upTo(other));
+         capacityIs(group, 100);
          hurt<EcmpMemberListRow>(snapshot(group));
          hurt<EcmpMemberListRow>(snapshot(group.memberIs(upTo(size / 2)).watchIs({7}))); // dead bytes
       }
@@ -69,6 +70,7 @@ using NestedRows = testing::TestWithParam<unsigned>;
 TEST_P(NestedRows, TestRow)
 {
    Exposed<TestRow> row;
+   capacityIs(row, 200);
    const auto nest = [&](len_t slot, const BaseRow& nested) {
       const len_t length = nested.rowLength(), place = row.makeFreeSpace(row.slotAt(slot), length, 53);
       std::ranges::copy(nested.bytes(), row.header() + place);

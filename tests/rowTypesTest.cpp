@@ -141,8 +141,13 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    EXPECT_EQ(os.str() + tied.str(), " 02:00:00:00:00:0102:00:00:00:00:0202:00:00:00:00:01");
    struct : std::streambuf
    {
-      int_type overflow(int_type) override { return throws ? throw std::runtime_error("full") : traits_type::eof(); }
-      bool throws = false;
+      int_type overflow(int_type) override
+      {
+         if (endsThread)
+            pthread_exit(nullptr);
+         return throws ? throw std::runtime_error("full") : traits_type::eof();
+      }
+      bool throws = false, endsThread = false;
    } full;
    std::ostream bad(&full);
    EXPECT_TRUE((bad << dmac).bad() && (bad << dmac).bad());
@@ -150,6 +155,8 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    EXPECT_TRUE((bad << dmac).bad());
    bad.clear(), bad.exceptions(std::ios_base::badbit);
    EXPECT_EQ(failureOf([&] { bad << dmac; }), "std::runtime_error: full");
+   full.endsThread = true;
+   std::thread([&] { bad << dmac; }).join();
    Zorva::PlainStream().os().setstate(std::ios_base::failbit); // as an operator might
    EXPECT_EQ(NexthopInfoRow().toJson().back(), '}');
 }

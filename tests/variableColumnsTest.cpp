@@ -55,6 +55,7 @@ TEST(VariableColumns, FourSlotsCompactInAnyOrderOfAreas)
 TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
 {
    Exposed<TestRow> row;
+   capacityIs(row, 65535);
    row.firstIs({1, 2});
    for (len_t slot = 33; slot <= 41; slot = static_cast<len_t>(slot + 4))
       row.setColumn<unsigned>(slot, upTo(4095), 53);

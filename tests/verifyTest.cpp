@@ -71,7 +71,7 @@ TEST(Verify, RowsMayBeNested16Deep)
          bytes.insert(bytes.end(), {static_cast<unsigned char>(behind + 8), 0, 0, 0, 8, 0, behind, 0});
       }
       EXPECT_EQ(Zorva::checkRow({type.columns, bytes, 0, 0}, bytes.size()),
-                depth == 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * 8}));
+                depth == 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * sizeof(std::uint64_t)}));
    }
 }
 

@@ -56,6 +56,15 @@ inline Exposed<BaseRow> rowOf(const std::string& text)
    return row;
 }
 
+/// Gives a row `capacity` bytes, in which it grows without a byte that nothing has set.
+template <class Row>
+void capacityIs(Exposed<Row>& row, len_t capacity)
+{
+   auto roomy = Zorva::RowBufHandle::zeroed(capacity);
+   std::ranges::copy(row.bytes(), roomy->data());
+   row.rowBuf_ = std::move(roomy);
+}
+
 /// Whether the row is exactly these bytes. The message names the first offset that differs and its column.
 template <class Row>
 testing::AssertionResult isBytes(const Row& row, const std::string& text)
