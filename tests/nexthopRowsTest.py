@@ -105,6 +105,7 @@ class NexthopRows(unittest.TestCase):
             ({"dev": "v", "encap": {"encap_type": "ip", "id": 4}}, "not valid: ip over a VLAN"),
             ({"gateway": "2001:db8::3"}, "not valid: no neighbour"), ({"dev": "lost"}, "not valid: no port below lost"),
             ({"gateway": "192.0.2"}, 'refused: gateway: "192.0.2" is not an IP address'),
+            ({"gateway": "192.0.2.1\0"}, 'refused: gateway: "192.0.2.1\\u0000" is not an IP address'),
             ({"flags": [1]}, "refused: flags: [1] is not a list of strings"),
             ({"encap": "mpls", "dst": "1/x"}, 'refused: dst: "1/x" is not a list of labels')), 20):
             cases.append((GOOD | fields | {"id": i}, f"nexthop {i} {note}"))
@@ -153,7 +154,9 @@ class NexthopRows(unittest.TestCase):
             return (data[:at] + bytes([data[at] ^ 1 << at % 8]) + data[at + 1:] for at in range(len(data)))
 
         self.rows([GOOD, {"id": 9, "group": [{"id": 1}]}])
+        file.touch(0o600)  # as it stays
         self.run_rows("save", file, "--dir", self.folder)
+        self.assertEqual(file.stat().st_mode & 0o777, 0o600)
         saved = file.read_bytes()
         nexthop, group = (b"NexthopInfoRow", saved[73:125]), (b"EcmpMemberListRow", saved[-50:-1])
         self.assertEqual(saved, content(nexthop, group))

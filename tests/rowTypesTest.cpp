@@ -18,6 +18,7 @@ TEST(RowTypes, EveryColumnLiesAtItsPlace)
    EXPECT_TRUE(isBytes(EcmpMemberListRow::key(9), "25 00 02 00 | 00*21 | 09 00*11"));
    NexthopInfoRow hop;
    hop.encapIdIs(10).encapTypeIs(-1).dropIs(true).smacIs(smac).dmacIs(dmac).portIdIs(5).idIs(4).entryIdIs(3);
+   EXPECT_TRUE(hop.drop() && !hop.valid());
    EXPECT_TRUE(isBytes(hop.dropIs(false).validIs(true).entryHandleIs(2).genIdIs(1), hopBytes));
    EXPECT_EQ(hop.genId() + hop.entryHandle() + hop.valid() + hop.entryId() + hop.id() + hop.portId(), 16u);
    EXPECT_TRUE(hop.dmac() == dmac && hop.smac() == smac && hop.encapType() == -1 && hop.encapId() == 10);
@@ -25,7 +26,7 @@ TEST(RowTypes, EveryColumnLiesAtItsPlace)
    hop.clearRow();
    EXPECT_TRUE(isBytes(hop, "34 00 01 00 | 00*48") && hop.vcd().empty());
    EcmpMemberListRow group;
-   group.genIdIs(1).entryHandleIs(2).validIs(true).entryIdIs(3).idIs(4).memberIs({1, 2, 3});
+   group.genIdIs(1).entryHandleIs(2).validIs(true).entryIdIs(3).idIs(4).memberIs(std::array{1u, 2u, 3u});
    EXPECT_TRUE(group.rowEqual(rowOf(groupBytes)) && group.genId() + group.entryHandle() + group.valid() == 4u);
    EXPECT_TRUE(group.entryId() == 3 && group.id() == 4 && !group.isBaseRow());
    const std::string start = R"({"genId":"uint64_t", "entryHandle":"uint64_t", "valid":"bool", "entryId":"uint32_t", )"
@@ -94,10 +95,20 @@ TEST(RowTypes, Identity)
    using Zorva::arrayColumnHash;
    EXPECT_TRUE(arrayColumnHash(row.member()) == 0xFB58D153 && arrayColumnHash(other.member()) == 0xFB58F049);
    EXPECT_TRUE(arrayColumnHash(row.watch()) == 0 && arrayColumnHash(other.watch()) == 0x9E3779B9);
+   const std::array<std::uint64_t, 2> both = Zorva::arrayColumnHashes(row.watch(), other.member());
+   EXPECT_TRUE(both[0] == 0 && both[1] == 0xFB58F049);
    EXPECT_TRUE(row.hash() == 0x80EFAF3848C7880D && !row.rowEqual(other));
    expectFailure("Zorva::ZoNotSupported: column less not supported for arrays", {[&] { row.rowLess(other); }});
    NexthopInfoRow a(1, 2, true, 3, 4, 5, dmac, smac, false, -1, 10), b(1, 2, true, 3, 4, 5, dmac, smac, false, 0, 9);
    EXPECT_TRUE(a.rowLess(b) && !b.rowLess(a)); // signed, and the first difference decides
+}
+
+TEST(RowTypes, NumbersOfEveryLength)
+{
+   char text[Zorva::longestDecimal];
+   for (std::uint64_t power = 1, last = 0; power > last; last = power, power *= 10)
+      for (const std::uint64_t number : {power - 1, power, power + 1})
+         EXPECT_EQ(std::string(text, Zorva::putDecimal(text, number)), std::to_string(number));
 }
 
 TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
@@ -136,6 +147,14 @@ TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
 TEST(RowTypes, AddressesInStreamsOfEveryState)
 {
    std::ostringstream os, tied;
+   for (unsigned byte = 0; byte < 256; ++byte) {
+      const auto at = [=](unsigned place) { return static_cast<unsigned char>(byte + 40 * place); };
+      char text[18];
+      std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", at(0), at(1), at(2), at(3), at(4), at(5));
+      (os = std::ostringstream()) << EthAddr(at(0), at(1), at(2), at(3), at(4), at(5));
+      EXPECT_EQ(os.str(), text);
+   }
+   os = std::ostringstream();
    tied.tie(&os), tied << dmac;
    os << std::setw(18) << dmac << std::unitbuf << smac;
    EXPECT_EQ(os.str() + tied.str(), " 02:00:00:00:00:0102:00:00:00:00:0202:00:00:00:00:01");
@@ -157,7 +176,10 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    EXPECT_EQ(failureOf([&] { bad << dmac; }), "std::runtime_error: full");
    full.endsThread = true;
    std::thread([&] { bad << dmac; }).join();
-   Zorva::PlainStream().os().setstate(std::ios_base::failbit); // as an operator might
+   // As an operator might leave it:
+   Zorva::PlainStream().os() << std::hex << std::setw(9) << std::setfill('*') << std::setprecision(2);
+   Zorva::PlainStream().os().setstate(std::ios_base::failbit);
+   EXPECT_TRUE(Zorva::isPlain(Zorva::PlainStream().os()) && Zorva::PlainStream().os().precision() == 6);
    EXPECT_EQ(NexthopInfoRow().toJson().back(), '}');
 }
 

@@ -70,6 +70,11 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    expectFailure("Zorva::ZoOutOfRange: desired row size 65537 is greater than maxRowLength: 65535",
                  {[&] { row.firstIs(upTo(4084)); }});
    expectFailure(tooLong, {[&] { row.updateVCT(29, 53, 32768, true); }});
+   Halvo::Platform::defaultHandle()->throws = false;
+   testing::internal::CaptureStderr();
+   row.updateVCT(29, 53, 32768, true);
+   EXPECT_EQ("Halvo::AssertException: " + testing::internal::GetCapturedStderr(), tooLong + '\n');
+   Halvo::Platform::defaultHandle()->throws = true;
    EXPECT_EQ(snapshot(row), before); // the old array too
    row.firstIs(upTo(4083));
    EXPECT_THAT(row.first(), ElementsAreArray(upTo(4083)));
@@ -82,6 +87,16 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
                      inside.watchIs({1, 2});
                   },
                   [&] { inside.compactVariableData(37); }});
+   EXPECT_EQ(inside.rowBuf_->length(), 40);
+   Exposed<EcmpMemberListRow> twice(rowOf("28 00 02 00 | 00*25 | 25 00 03 80 | 27 00 01 80 | 00*3"));
+   expectFailure("Zorva::ZoOutOfRange: the data of the slots at offsets 29 and 33 overlap",
+                 {[&] { twice.compactVariableData(37); }});
+   Exposed<EcmpMemberListRow> beyond(rowOf("28 00 02 00 | 00*25 | 26 00 03 80 | 00*7"));
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 38, width 3, lie outside the buffer of 40 bytes",
+                 {[&] { beyond.compactVariableData(37); }});
+   Zorva::VColType elsewhere;
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 65535, width 4, lie outside the buffer of 40 bytes",
+                 {[&] { beyond.makeFreeSpace(elsewhere, 1, 37); }});
    Exposed<BaseRow> full(65500);
    expectFailure("Zorva::ZoOutOfRange: desired row size 65536 is greater than maxRowLength: 65535",
                  {[&] { full.makeFreeSpace(full.slotAt(4), 36, 8); }});
@@ -95,7 +110,7 @@ TEST(VariableColumns, ArraysReadCompareAndPrint)
    EcmpMemberListRow row(0, 0, false, 0, 0, {1, 2}, {1, 2, 3}), none{BaseRow()};
    EXPECT_TRUE(none.arrayColumnEqual<unsigned>(29, EcmpMemberListRow(), 33));
    EXPECT_FALSE(row.arrayColumnEqual<unsigned>(29, row, 33) || row.arrayColumnEqual<unsigned>(29, none, 29));
-   row.memberIs({3, 2, 4294967295}).watchIs({3, 2, 4294967295});
+   row.memberIs({3, 2, 4294967295}).watchIs(std::array{3u, 2u, 4294967295u});
    EXPECT_TRUE(row.arrayColumnEqual<unsigned>(29, row, 33) && row.member()[1] == 2 && row.member().front() == 3);
    EXPECT_EQ(row.memberToStringArray() + none.watchToJsonArray(), "[3,2,4294967295][]");
    expectFailure("Zorva::ZoOutOfRange: Invalid Index",

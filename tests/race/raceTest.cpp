@@ -7,6 +7,7 @@
 #include <optional>
 #include <thread>
 
+#include "embedded/registry.h"
 #include "embedded/table.h"
 #include "routing_types/P4RuntimeRoutingEcmpTypes.h"
 
@@ -28,7 +29,7 @@ struct SharedRow
 using SharedRow = NexthopInfoRow;
 #endif
 
-TEST(Race, AFormerOwnersLastReadComesBeforeTheWriteInPlace)
+TEST(Race, AFormerOwnersLastReadComesBeforeTheWriteInPlaceOrTheEnd)
 {
    for (int round = 0; round < 100; ++round) {
       SharedRow mine;
@@ -40,7 +41,10 @@ TEST(Race, AFormerOwnersLastReadComesBeforeTheWriteInPlace)
       });
       while (!dropped.load(std::memory_order_relaxed))
          std::this_thread::yield();
-      mine.idIs(1);
+      if (round % 2 == 0)
+         mine.idIs(1);
+      else
+         mine = SharedRow();
       reader.join();
    }
 }
@@ -58,10 +62,19 @@ static void inThreads(const Work& work)
 TEST(Race, FirstLookUps)
 {
    NexthopInfoRow::reset();
-   inThreads([](unsigned) {
+   inThreads([](unsigned n) {
       EXPECT_EQ(EcmpMemberListRow().vcd().size(), 2u);
       EXPECT_EQ(NexthopInfoRow::key(1).rowType(), NexthopInfoRow::protRowType());
+      for (unsigned i = 0; i < 20; ++i) {
+         Zorva::installRowOpsGenerator("Race" + std::to_string(100 * n + i), nullptr);
+         EXPECT_TRUE(Zorva::ZorvaDB::zoClass("Race100").isNull() && !Zorva::Embedded::registrations().empty());
+      }
    });
+   inThreads([](unsigned n) {
+      for (unsigned i = 0; i < 20; ++i)
+         Zorva::ZorvaDB::loadMetadata("Race" + std::to_string(100 * n + i));
+   });
+   EXPECT_FALSE(Zorva::ZorvaDB::zoClass("Race100").isNull());
 }
 
 TEST(Race, SharedBuffersAndReadersOfATable)
