@@ -61,6 +61,7 @@ TEST(Allocation, EveryOneFailsCleanly)
       {2, [&] { EXPECT_TRUE(table.insert(hop)); }}, // entries and their tags
       {0, [&] { EXPECT_TRUE(table.erase(hop) && table.insert(hop) && !table.insert(same)); }},
       {2, [&] { table.reserve(100); }},
+      {1, [] { Zorva::ZoRowBuf one(1); }},
       {-1, [] { Table groups(EcmpMemberListRow::rowTypeName()); }},
       {-1, [] { EXPECT_EQ(registrations()[1].rowTypeName, EcmpMemberListRow::rowTypeName()); }},
       {-1,

@@ -179,7 +179,8 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    // As an operator might leave it:
    Zorva::PlainStream().os() << std::hex << std::setw(9) << std::setfill('*') << std::setprecision(2);
    Zorva::PlainStream().os().setstate(std::ios_base::failbit);
-   EXPECT_TRUE(Zorva::isPlain(Zorva::PlainStream().os()) && Zorva::PlainStream().os().precision() == 6);
+   Zorva::PlainStream next;
+   EXPECT_TRUE(Zorva::isPlain(next.os()) && next.os().precision() == 6);
    EXPECT_EQ(NexthopInfoRow().toJson().back(), '}');
 }
 

@@ -18,6 +18,7 @@ TEST(VariableColumns, EveryByteOfARowThatGrowsAndShrinks)
    check(row.memberIs({8, 9}), "33", "25 00 0a 80 | 00*4 | 02 ?? 08 00*3 09 00*3 | 07 00*3", 51);
    check(row.watchIs(std::array{1u}), "39",
          "25 00 0a 80 | 33 00 06 80 | 02 ?? 08 00*3 09 00*3 | 07 00*3 | 01 ?? 01 00*3", 57);
+   check(row.memberIs({6, 7}), "39", "25 00 0a 80 | 33 00 06 80 | 02 ?? 06 00*3 07 00*3 | 07 00*3 | 01 ?? 01 00*3", 57);
    check(row.memberIs({1, 2, 3, 4, 5}), "41",
          "2b 00 16 80 | 25 00 06 80 | 01 ?? 01 00*3 | 05 ?? 01 0*3 02 0*3 03 0*3 04 0*3 05 0*3", 65);
    check(row.memberIs({}).watchIs({}), "41", "00*3 80 | 00*3 80 | ??*28", 65);
