@@ -64,12 +64,6 @@ TEST(Allocation, EveryOneFailsCleanly)
       {1, [] { Zorva::ZoRowBuf one(1); }},
       {-1, [] { Table groups(EcmpMemberListRow::rowTypeName()); }},
       {-1, [] { EXPECT_EQ(registrations()[1].rowTypeName, EcmpMemberListRow::rowTypeName()); }},
-      {-1,
-       [] { // the last generator of a name counts
-          Zorva::RowOpsGenerator* const last = &P4RuntimeRouting::EcmpMemberListRowRowOpsGenerator::rowOpsGenerator_;
-          Zorva::installRowOpsGenerator(TestRow::rowTypeName(), last);
-          EXPECT_EQ(Zorva::Embedded::rowOpsGenerator(TestRow::rowTypeName()), last);
-       }},
    };
    for (const auto& [allocations, call] : cases) {
       const long live = heap.live, made = eachAllocationFailing("none", call, [](auto&&...) {});

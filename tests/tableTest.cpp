@@ -24,8 +24,8 @@ static NexthopInfoRow hop(unsigned id, unsigned port) { return NexthopInfoRow::k
 
 TEST(Table, BehavesAsAMapByKey)
 {
-   for (int twice = 0; twice < 2; ++twice)
-      Zorva::installRowOpsGenerator("Clashing", &generator);
+   Zorva::installRowOpsGenerator("Clashing", nullptr);
+   Zorva::installRowOpsGenerator("Clashing", &generator); // the last one counts
    expectFailure("std::invalid_argument: row type \"Clashing\" has no index 0", {[] { Table("Clashing"); }});
    generator.index0_ = std::make_shared<ClashingOps>();
    const std::map<unsigned, std::string> types = {{150, "Clashing"}, {3000, NexthopInfoRow::rowTypeName()}};
