@@ -10,10 +10,9 @@ TEST(Documents, RowFormatListsWhatDescribeRowPrints)
 {
    std::ifstream file(PROJECT_SOURCE_DIR "/docs/row-format.md");
    const std::string page{std::istreambuf_iterator(file), {}};
-   const auto expectListed = [&](const std::string& name, auto& row, len_t type) {
+   const auto expectListed = [&]<class Row>(const std::string& name, Row& row, len_t type) {
       row.rowTypeIs(type);
-      const std::string listing =
-         "```listing " + name + '\n' + Zorva::describeRow<std::remove_reference_t<decltype(row)>>(row) + "```";
+      const std::string listing = "```listing " + name + '\n' + Zorva::describeRow<Row>(row) + "```";
       EXPECT_NE(page.find(listing), std::string::npos) << listing;
    };
    NexthopInfoRow hop(1, 2, true, 3, 4, 5, {2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 0, 2}, false, -1, 10);

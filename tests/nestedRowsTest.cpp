@@ -42,7 +42,7 @@ void expectPresence(len_t slot, const std::string& equalRowsLess)
 TEST(NestedRows, PresenceDecidesFirst)
 {
    expectPresence<NexthopInfoRow>(hopSlot, "none");
-   expectPresence<EcmpMemberListRow>(groupSlot, "Zorva::ZoNotSupported: column less not supported for arrays");
+   expectPresence<EcmpMemberListRow>(groupSlot, noArrayOrder);
 }
 
 TEST(NestedRows, WrongTypesAndPlacesAreRefused)
@@ -50,11 +50,9 @@ TEST(NestedRows, WrongTypesAndPlacesAreRefused)
    const TestRow parent(rowOf(parentBytes));
    const Exposed<BaseRow> lies = rowOf("0c 00 00 00 | 09 00 04 00 | 00*4");
    NexthopInfoRow out;
-   expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 105",
-                 {[&] { parent.getColumnStruct<NexthopInfoRow>(groupSlot, out); }});
-   const auto misplaced = [&] { lies.getColumnStruct<NexthopInfoRow>(4, out); };
+   expectFailure(wrongType + "105", {[&] { parent.getColumnStruct<NexthopInfoRow>(groupSlot, out); }});
    const std::string text = "Zorva::ZoOutOfRange: row bytes at offset 9, width 4, lie outside the buffer of 12 bytes";
-   EXPECT_EQ(countsOf([&] { expectFailure(text, {misplaced}); }), Counts());
+   EXPECT_EQ(countsOf([&] { expectFailure(text, {[&] { lies.getColumnStruct<NexthopInfoRow>(4, out); }}); }), Counts());
    EXPECT_EQ(out.rowType(), 2); // the view of the first, untouched by the second
    EXPECT_FALSE(parent.columnEqual<NexthopInfoRow>(hopSlot, parent, groupSlot)); // the other's type is not tested
 }

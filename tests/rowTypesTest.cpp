@@ -31,12 +31,13 @@ TEST(RowTypes, EveryColumnLiesAtItsPlace)
    EXPECT_TRUE(group.entryId() == 3 && group.id() == 4 && !group.isBaseRow());
    const std::string start = R"({"genId":"uint64_t", "entryHandle":"uint64_t", "valid":"bool", "entryId":"uint32_t", )"
                              R"("id":"uint32_t", )";
-   const std::string hops = R"("portId":"uint32_t", "dmac":"EthAddr", "smac":"EthAddr", "drop":"bool", )";
    EXPECT_EQ(EcmpMemberListRow::zoTypeSignature(), start + R"("member":"uint32_t", "watch":"uint32_t"})");
    expectFailure("none",
                  {NexthopInfoRow::zoTypeSignature, [] { NexthopInfoRow::reset(), NexthopInfoRow::protRowType(); },
                   [] { EcmpMemberListRow::reset(), EcmpMemberListRow::protRowType(); }});
-   EXPECT_EQ(NexthopInfoRow::zoTypeSignature(), start + hops + R"("encapType":"int32_t", "encapId":"uint16_t"})");
+   EXPECT_EQ(NexthopInfoRow::zoTypeSignature(),
+             start + R"("portId":"uint32_t", "dmac":"EthAddr", "smac":"EthAddr", "drop":"bool", )"
+                     R"("encapType":"int32_t", "encapId":"uint16_t"})");
 }
 
 TEST(RowTypes, ConversionsShareAndCheck)
@@ -44,15 +45,14 @@ TEST(RowTypes, ConversionsShareAndCheck)
    Exposed<BaseRow> row = rowOf(hopBytes), other = rowOf(groupBytes);
    NexthopInfoRow hop(row), &same = hop;
    EXPECT_EQ(row.rowBuf_.use_count(), 2);
-   expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 4",
-                 {[&] { NexthopInfoRow view(Zorva::SubRow(rowOf("08 00*3 | " + groupBytes), 4)); }});
-   expectFailure("Zorva::ZoBadCast: row type 2 does not match row type 1 0",
+   expectFailure(wrongType + '4', {[&] { NexthopInfoRow view(Zorva::SubRow(rowOf("08 00*3 | " + groupBytes), 4)); }});
+   expectFailure(wrongType + '0',
                  {[&] { NexthopInfoRow copied(std::as_const(other)); }, [&] { NexthopInfoRow::browToString(other); },
                   [&] { NexthopInfoRow moved{BaseRow(other)}; }, [&] { hop = rowOf(groupBytes); }, [&] { hop = same; },
                   [&] { (void)(static_cast<const BaseRow&>(hop) == NexthopInfoRow()); }});
    failureOf([&] { NexthopInfoRow moved(std::move(other)); });
    EXPECT_TRUE(other.isNull() && NexthopInfoRow(other).isNull()) << "moved from, and null rows convert";
-   EXPECT_TRUE(isBytes<BaseRow>(hop, groupBytes)) << "a refused assignment is not undone";
+   EXPECT_TRUE(isBytes(hop, groupBytes)) << "a refused assignment is not undone";
 }
 
 // Each bit of a fixed column decides content identity, of the key column key identity; the type is rowEqual's alone.
@@ -98,7 +98,7 @@ TEST(RowTypes, Identity)
    const std::array<std::uint64_t, 2> both = Zorva::arrayColumnHashes(row.watch(), other.member());
    EXPECT_TRUE(both[0] == 0 && both[1] == 0xFB58F049);
    EXPECT_TRUE(row.hash() == 0x80EFAF3848C7880D && !row.rowEqual(other));
-   expectFailure("Zorva::ZoNotSupported: column less not supported for arrays", {[&] { row.rowLess(other); }});
+   expectFailure(noArrayOrder, {[&] { row.rowLess(other); }});
    NexthopInfoRow a(1, 2, true, 3, 4, 5, dmac, smac, false, -1, 10), b(1, 2, true, 3, 4, 5, dmac, smac, false, 0, 9);
    EXPECT_TRUE(a.rowLess(b) && !b.rowLess(a)); // signed, and the first difference decides
 }
@@ -155,21 +155,16 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    EXPECT_EQ(os.str() + tied.str(), " 02:00:00:00:00:0102:00:00:00:00:0202:00:00:00:00:01");
    struct : std::streambuf
    {
-      int_type overflow(int_type) override
-      {
-         if (endsThread)
-            pthread_exit(nullptr);
-         return throws ? throw std::runtime_error("full") : traits_type::eof();
-      }
-      bool throws = false, endsThread = false;
+      int_type overflow(int_type) override { return end(), traits_type::eof(); }
+      std::function<void()> end = [] {};
    } full;
    std::ostream bad(&full);
    EXPECT_TRUE((bad << dmac).bad() && (bad << dmac).bad());
-   bad.clear(), full.throws = true;
+   bad.clear(), full.end = [] { throw std::runtime_error("full"); };
    EXPECT_TRUE((bad << dmac).bad());
    bad.clear(), bad.exceptions(std::ios_base::badbit);
    EXPECT_EQ(failureOf([&] { bad << dmac; }), "std::runtime_error: full");
-   full.endsThread = true;
+   full.end = [] { pthread_exit(nullptr); };
    std::thread([&] { bad << dmac; }).join();
    // As an operator might leave it:
    Zorva::PlainStream().os() << std::hex << std::setw(9) << std::setfill('*') << std::setprecision(2);
@@ -186,12 +181,10 @@ constexpr auto mixedColumns = Zorva::layOut(
 TEST(RowTypes, NestedRowsHaveAnOrderAndALoneArrayAHash)
 {
    using namespace Zorva;
-   const std::string hop = hopBytes.substr(0, hopBytes.size() - 5),
-                     bytes = "48 00 09 00 | 0e 00 34 00 | 42 00 06 80 | ";
-   const BaseRow a = rowOf(bytes + "01 00 | " + hop + "0a 00 | 01 00 07 00*3"),
-                 b = rowOf(bytes + "01 00 | " + hop + "0b 00 | 01 00 08 00*3");
+   const std::string bytes = "48 00 09 00 | 0e 00 34 00 | 42 00 06 80 | 01 00 | " + hopBytes + " | 01 00 07 00*3";
+   Exposed<BaseRow> a = rowOf(bytes), b = rowOf(bytes);
+   b.header()[64] = 11, b.header()[68] = 8; // the hop's last column, and the element
    EXPECT_TRUE(contentLess<mixedColumns>(a, b) && !contentLess<mixedColumns>(b, a));
-   expectFailure("Zorva::ZoNotSupported: column less not supported for arrays",
-                 {[&] { contentLess<mixedColumns>(a, a); }});
+   expectFailure(noArrayOrder, {[&] { contentLess<mixedColumns>(a, a); }});
    EXPECT_NE(contentHash<mixedColumns>(a), contentHash<mixedColumns>(b));
 }

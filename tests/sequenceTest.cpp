@@ -4,9 +4,6 @@
 #include "tests/support/sequence.h"
 
 using namespace Test;
-using Bytes = std::vector<unsigned char>;
-
-const bool full = std::getenv("ZORVA_TEST_FULL") != nullptr;
 
 void expectRuns(const Bytes& bytes)
 {
@@ -35,9 +32,9 @@ void expectEveryOneRuns(const Bytes& sequence, unsigned left)
 
 TEST(Sequence, EveryShortOne)
 {
-   heap.mayFail = heap.mayFail && !full;
+   heap.mayFail = heap.mayFail && !isFull;
    // Rows 0 and 1 differ in all but one column and have both arrays; row 2 shares the bytes of row 0.
-   expectEveryOneRuns({0, 0, 1, 1, 0, 1, 2, 2, 4, 1, 0, 1, 7, 2, 0, 0}, full ? 3 : 2);
+   expectEveryOneRuns({0, 0, 1, 1, 0, 1, 2, 2, 4, 1, 0, 1, 7, 2, 0, 0}, isFull ? 3 : 2);
 }
 
 TEST(Sequence, RandomOnes)
@@ -46,7 +43,7 @@ TEST(Sequence, RandomOnes)
    const auto seed = static_cast<unsigned>(given != nullptr ? std::stoul(given) : 1);
    std::cout << "ZORVA_TEST_SEED=" << seed << '\n';
    std::mt19937 random(seed);
-   for (int run = 0; run < (full ? 1000000 : 5000); ++run) {
+   for (int run = 0; run < (isFull ? 1000000 : 5000); ++run) {
       Bytes bytes(random() % 100);
       std::ranges::generate(bytes, [&] { return static_cast<unsigned char>(random()); });
       expectRuns(bytes);

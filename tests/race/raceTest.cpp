@@ -1,6 +1,6 @@
 // Threads that share buffers, first look-ups and tables; of use under a thread sanitizer. Compiled with KNOWN_BAD, the
-// row is one whose in-place test does not order another owner's last read before the write: the sanitizer must report
-// it, which proves that it would report ours.
+// row is one that writes in place without ordering another owner's last read before it: the sanitizer must report it,
+// which proves that it would report ours.
 #include <gtest/gtest.h>
 
 #include <barrier>
@@ -14,16 +14,9 @@
 using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
 
 #ifdef KNOWN_BAD
-struct SharedRow
+struct SharedRow : NexthopInfoRow
 {
-   std::uint32_t id() const { return *id_; }
-   void idIs(std::uint32_t id)
-   {
-      if (id_.use_count() != 1) // a relaxed load
-         id_ = std::make_shared<std::uint32_t>();
-      *id_ = id;
-   }
-   std::shared_ptr<std::uint32_t> id_ = std::make_shared<std::uint32_t>();
+   void idIs(std::uint32_t id) { Zorva::store(const_cast<unsigned char*>(bytes().data()) + 25, id); }
 };
 #else
 using SharedRow = NexthopInfoRow;
@@ -31,7 +24,7 @@ using SharedRow = NexthopInfoRow;
 
 TEST(Race, AFormerOwnersLastReadComesBeforeTheWriteInPlaceOrTheEnd)
 {
-   for (int round = 0; round < 100; ++round) {
+   for (int round = 0; round < 3000; ++round) { // the sanitizer sees a fault in every tenth or twentieth
       SharedRow mine;
       std::atomic<bool> dropped = false;
       std::thread reader([&dropped, theirs = std::optional(mine)]() mutable {
@@ -66,15 +59,13 @@ TEST(Race, FirstLookUps)
       EXPECT_EQ(EcmpMemberListRow().vcd().size(), 2u);
       EXPECT_EQ(NexthopInfoRow::key(1).rowType(), NexthopInfoRow::protRowType());
       for (unsigned i = 0; i < 20; ++i) {
-         Zorva::installRowOpsGenerator("Race" + std::to_string(100 * n + i), nullptr);
-         EXPECT_TRUE(Zorva::ZorvaDB::zoClass("Race100").isNull() && !Zorva::Embedded::registrations().empty());
+         const std::string name = "Race" + std::to_string(100 * n + i);
+         Zorva::installRowOpsGenerator(name, nullptr);
+         EXPECT_TRUE(Zorva::ZorvaDB::zoClass(name).isNull() && !Zorva::Embedded::registrations().empty());
+         Zorva::ZorvaDB::loadMetadata(name);
+         EXPECT_FALSE(Zorva::ZorvaDB::zoClass(name).isNull());
       }
    });
-   inThreads([](unsigned n) {
-      for (unsigned i = 0; i < 20; ++i)
-         Zorva::ZorvaDB::loadMetadata("Race" + std::to_string(100 * n + i));
-   });
-   EXPECT_FALSE(Zorva::ZorvaDB::zoClass("Race100").isNull());
 }
 
 TEST(Race, SharedBuffersAndReadersOfATable)

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <numeric>
 
 #include "examples/portRow.h"
@@ -17,9 +18,15 @@ namespace Test {
 using TestRow = Examples::PortRow; // with every kind of column
 using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
 using Zorva::BaseRow, Zorva::EthAddr, Zorva::len_t, Zorva::Type;
+using Bytes = std::vector<unsigned char>;
+
+/// Whether the long share of the tests was asked for.
+inline const bool isFull = std::getenv("ZORVA_TEST_FULL") != nullptr;
 
 inline const std::string nullRow = "Zorva::ZoNullRow: null row";
 inline const std::string readOnlyRow = "Zorva::ZoPermissionViolation: Attempting to modify read-only row";
+inline const std::string noArrayOrder = "Zorva::ZoNotSupported: column less not supported for arrays";
+inline const std::string wrongType = "Zorva::ZoBadCast: row type 2 does not match row type 1 "; // and its position
 
 /// A row type, or the generic row, with its protected side open.
 template <class Row>
@@ -47,41 +54,35 @@ inline std::vector<int> parseBytes(const std::string& text)
    return bytes;
 }
 
+inline Bytes bytesOf(const std::string& text)
+{
+   const std::vector<int> bytes = parseBytes(text);
+   return {bytes.begin(), bytes.end()};
+}
+
 /// A generic row over a buffer of exactly these bytes, of which nothing is checked.
 inline Exposed<BaseRow> rowOf(const std::string& text)
 {
-   const std::vector<int> bytes = parseBytes(text);
+   const Bytes bytes = bytesOf(text);
    Exposed<BaseRow> row(static_cast<len_t>(bytes.size()));
-   std::ranges::transform(bytes, row.header(), [](int byte) { return static_cast<unsigned char>(byte); });
+   std::ranges::copy(bytes, row.header());
    return row;
 }
 
-/// Gives a row `capacity` bytes, in which it grows without a byte that nothing has set.
-template <class Row>
-void capacityIs(Exposed<Row>& row, len_t capacity)
-{
-   auto roomy = Zorva::RowBufHandle::zeroed(capacity);
-   std::ranges::copy(row.bytes(), roomy->data());
-   row.rowBuf_ = std::move(roomy);
-}
-
-/// Whether the row is exactly these bytes. The message names the first offset that differs and its column.
-template <class Row>
-testing::AssertionResult isBytes(const Row& row, const std::string& text)
+/// Whether the row is exactly these bytes. The message names the first offset that differs.
+inline testing::AssertionResult isBytes(const BaseRow& row, const std::string& text)
 {
    const std::vector<int> expected = parseBytes(text);
    const auto actual = row.bytes();
    const auto differs = std::ranges::mismatch(actual, expected, [](int a, int b) { return b < 0 || a == b; });
    const auto at = differs.in1 - actual.begin();
-   auto failure = testing::AssertionFailure() << actual.size() << " bytes for " << expected.size() << "; offset " << at;
-   if constexpr (requires { Row::columns_; })
-      for (const auto& column : Row::columns_.columns)
-         failure << (column.offset <= at && at < column.end() ? " in " + std::string(column.name) : "");
-   failure << ": " << testing::PrintToString(actual.subspan(static_cast<std::size_t>(at)));
-   return differs.in1 == actual.end() && differs.in2 == expected.end() ? testing::AssertionSuccess() : failure;
+   if (differs.in1 == actual.end() && differs.in2 == expected.end())
+      return testing::AssertionSuccess();
+   return testing::AssertionFailure() << actual.size() << " bytes for " << expected.size() << ", from offset " << at
+                                      << testing::PrintToString(actual.subspan(static_cast<std::size_t>(at)));
 }
 
-inline std::vector<unsigned char> snapshot(const BaseRow& row) { return {row.bytes().begin(), row.bytes().end()}; }
+inline Bytes snapshot(const BaseRow& row) { return {row.bytes().begin(), row.bytes().end()}; }
 
 /// default, length, copy, move, copy assignment, move assignment: what the call adds to this thread's counters.
 using Counts = std::array<std::uint64_t, 6>;
@@ -101,6 +102,19 @@ inline std::vector<std::uint32_t> upTo(std::size_t n, std::uint32_t first = 1)
    std::vector<std::uint32_t> values(n);
    std::iota(values.begin(), values.end(), first);
    return values;
+}
+
+/// The lines of a file that are no comments.
+inline std::vector<std::string> linesOf(const std::string& path)
+{
+   std::ifstream file(path);
+   if (!file)
+      throw std::runtime_error(path);
+   std::vector<std::string> lines;
+   for (std::string line; std::getline(file, line);)
+      if (line[0] != '#')
+         lines.push_back(line);
+   return lines;
 }
 
 } // namespace Test

@@ -54,15 +54,15 @@ private:
    }
 
    // The call ends in `failure` and makes so many allocations, -1 for any. One that fails leaves all rows as they were,
-   // but for row a's private copy where the call begins with that.
-   void expect(std::size_t a, const std::string& failure, const long& allocations, const std::function<void()>& call,
-               bool copies = false)
+   // but for row a's private copy, with which a write begins.
+   void expect(std::size_t a, const std::string& failure, const long& allocations, const std::function<void()>& call)
    {
+      const bool isWrite = operation_ == 4 || operation_ == 5;
       const long made = eachAllocationFailing(failure, call, [&](long number, const std::string& end) {
          const std::string lengths = std::to_string(bufferOf(a) ? bufferOf(a)->length() : 0) +
                                      " requested new length: " + std::to_string(heap.failedSize);
          require(end.find("realloc") == end.npos || end.ends_with(" length: " + lengths), end);
-         if (copies && number > 2)
+         if (isWrite && number > 2)
             modelPrivateCopy(models_[a], false);
          checkAll();
       });
@@ -121,18 +121,15 @@ private:
                                   : tooLong        ? "Zorva::ZoOutOfRange: array of 4096 elements is longer than 4095"
                                                    : "none";
       long allocations = -1;
-      expect(
-         a, failure, allocations,
-         [&] {
-            switch (column.isVariable() ? 0 : column.width()) {
-            case 0: row.setColumn<unsigned>(column.offset, array, 37); break;
-            case 1: row.setColumn<bool>(column.offset, value.bits != 0, 37); break;
-            case 4: row.setColumn<unsigned>(column.offset, static_cast<unsigned>(value.bits), 37); break;
-            default: row.setColumn<unsigned long>(column.offset, value.bits, 37);
-            }
-            allocations = 2 * copies + (bufferOf(a)->length() > room);
-         },
-         true);
+      expect(a, failure, allocations, [&] {
+         switch (column.isVariable() ? 0 : column.width()) {
+         case 0: row.setColumn<unsigned>(column.offset, array, 37); break;
+         case 1: row.setColumn<bool>(column.offset, value.bits != 0, 37); break;
+         case 4: row.setColumn<unsigned>(column.offset, static_cast<unsigned>(value.bits), 37); break;
+         default: row.setColumn<unsigned long>(column.offset, value.bits, 37);
+         }
+         allocations = 2 * copies + (bufferOf(a)->length() > room);
+      });
       modelPrivateCopy(model, false);
       if (failure == "none")
          model.values[number] = value;
@@ -180,12 +177,11 @@ private:
       });
       if (anyNull)
          return x;
-      std::size_t i = 0;
-      while (i < idColumn && x.values[i] == y.values[i])
-         ++i;
-      const bool noOrder = x.values[i] == y.values[i];
-      expect(0, noOrder ? "Zorva::ZoNotSupported: column less not supported for arrays" : "none", noOrder ? -1 : 0,
-             [&] { require(row.rowLess(other) == (x.values[i].bits < y.values[i].bits), "order"); });
+      const auto last = x.values.begin() + idColumn; // before the arrays
+      const auto [i, j] = std::mismatch(x.values.begin(), last, y.values.begin());
+      const bool noOrder = *i == *j, less = i->bits < j->bits;
+      expect(0, noOrder ? noArrayOrder : "none", noOrder ? -1 : 0,
+             [&] { require(row.rowLess(other) == less, "order"); });
       return x;
    }
 
