@@ -11,6 +11,15 @@
 
 namespace {
 
+/// Sets badbit, without the exception that the stream may throw for it.
+void becomeBad(std::ostream& os)
+{
+   try {
+      os.setstate(std::ios_base::badbit);
+   } catch (const std::ios_base::failure&) { // what the stream buffer threw counts
+   }
+}
+
 /// Inserts `text` as `os << text` does. Where neither field width nor flushing asks for more, straight into the stream
 /// buffer: the general way takes longer than the text.
 inline std::ostream& insert(std::ostream& os, std::string_view text)
@@ -22,10 +31,13 @@ inline std::ostream& insert(std::ostream& os, std::string_view text)
       if (os.rdbuf()->sputn(text.data(), length) == length)
          return os;
    } catch (const abi::__forced_unwind&) { // the end of the thread
+      becomeBad(os);
       throw;
    } catch (...) {
+      becomeBad(os);
       if ((os.exceptions() & std::ios_base::badbit) != 0)
          throw;
+      return os;
    }
    os.setstate(std::ios_base::badbit);
    return os;

@@ -2,7 +2,8 @@
 // and follows them.
 //
 // Rows go to standard output, notes about objects that became no row, or no valid one, to standard error. Exit status:
-// 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.
+// 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input, or output that could not be
+// written.
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
@@ -138,7 +139,7 @@ Tables importRows(const CLI::App& app, const Options& options, Notes& notes)
    return importInput(options, 1, notes);
 }
 
-/// Does what the command line says. Throws BadInput; a refused object or a faulty row is in the notes.
+/// Does what the command line says. Throws BadInput, and as saveRows; a refused object or a faulty row is in the notes.
 void run(const CLI::App& app, const Options& options, Notes& notes)
 {
    const Tables tables = importRows(app, options, notes);
@@ -178,7 +179,8 @@ void describeCommandLine(CLI::App& app, Options& options)
    dir->type_name("FOLDER")->excludes(file, live);
    file->type_name("FILE")->excludes(live);
    app.add_flag("--stats", options.statistics, "Print rows, bytes and row objects (json: to standard error)");
-   app.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input.\n"
+   app.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input,\n"
+              "or output that could not be written. "
               "watch says what it refused and ends with 0.");
 
    subcommand("list", "Print every row as text", "list --dir FOLDER");

@@ -38,7 +38,8 @@ public:
       struct sigaction action = {};
       action.sa_handler = [](int) {
          const int error = errno;
-         alarm(graceTime);
+         if (const unsigned left = alarm(graceTime); left != 0)
+            alarm(left); // the first signal's time counts
          const std::uint64_t one = 1;
          [[maybe_unused]] const ssize_t length = write(fd_, &one, sizeof one);
          errno = error;
@@ -115,7 +116,9 @@ public:
          try {
             return fileRows(kernel_.dump(notes, stop_), genId_ + 1, notes);
          } catch (const BadInput&) {
+            std::set<std::string> before = printed_;
             printNewLines(text.str());
+            printed_.merge(before); // which the next import will have, too
             throw;
          }
       }();

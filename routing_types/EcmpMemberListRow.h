@@ -109,8 +109,8 @@ public:
    Zorva::len_t baseRowLength() override;
    bool isFullyDefined() const override;
 
-   /// Makes this an empty row of the type; a null row stays one. Throws ZoPermissionViolation; when the registry does
-   /// not know the type, ZoNullRow with the row cleared and its type 0.
+   /// Makes this an empty row of the type; a null row stays one. Throws as clear(); when the registry does not know the
+   /// type, ZoNullRow with the row cleared and its type 0.
    void clearRow() override;
 
    // --- key identity; all throw ZoNullRow for a null row ---

@@ -225,17 +225,6 @@ public:
       return load<T>(checkedBytes(offset, sizeof(T)));
    }
 
-   /// The same for a column among the first `fixedLength` bytes of the row: one test for them all serves every column
-   /// that is read in a row; where it fails, the column's own decides.
-   template <FixedColumnType T>
-   [[gnu::always_inline]] T readColumn(len_t offset, len_t fixedLength) const
-   {
-      requireBuffer();
-      if (isInside(rowOffset_, fixedLength, rowBuf_->length())) [[likely]]
-         return load<T>(header() + offset);
-      return readColumn<T>(offset);
-   }
-
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
    /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Throws ZoNullRow;
    /// raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns); throws
@@ -332,6 +321,17 @@ protected:
    {
       if (!mayWriteInPlace()) [[unlikely]]
          unshareContents();
+   }
+
+   /// readColumn(offset) for a column within the first `fixedLength` bytes of the row, which the caller vouches for:
+   /// one test for them all serves every column that is read in a row; where it fails, the column's own decides.
+   template <FixedColumnType T>
+   [[gnu::always_inline]] T readColumn(len_t offset, len_t fixedLength) const
+   {
+      requireBuffer();
+      if (isInside(rowOffset_, fixedLength, rowBuf_->length())) [[likely]]
+         return load<T>(header() + offset);
+      return readColumn<T>(offset);
    }
 
    // --- variable column table (variableColumns.h) ---

@@ -1,5 +1,5 @@
-// describeRow: every byte of a row, annotated, for people. One line per field: offset from the row's header in
-// hexadecimal, the bytes, the type, the value, the column.
+// describeRow: every byte of a row, annotated, for people. One line per field: offset from the outermost
+// row's header in hexadecimal, the bytes, the type, the value, the column.
 //
 //   +0019 | 04 00 00 00             | u32   | 4 | id (key)
 //
@@ -175,7 +175,7 @@ private:
    unsigned depth_ = 0;
 };
 
-/// The annotated bytes of a row of type Row, one line per field, dead bytes and spare bits included. Throws ZoNullRow,
+/// The annotated bytes of a row of type Row, one line per field, dead bytes included. Throws ZoNullRow,
 /// and ZoOutOfRange when the row length does not fit the buffer.
 template <class Row>
 std::string describeRow(const BaseRow& row)

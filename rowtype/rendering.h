@@ -76,7 +76,7 @@ public:
          std::string().swap(spilled_);
    }
 
-   /// Writes everything to `os`, as one insertion of plain text.
+   /// Writes everything to `os`, unformatted, in one piece or two.
    void writeTo(std::ostream& os) const
    {
       if (!spilled_.empty())
@@ -370,7 +370,7 @@ std::ostream& writeText(std::ostream& os, const BaseRow& row)
 {
    if (row.isNull()) {
       os << nullRowText;
-   } else if (isPlain(os)) { // collect the text and write it at once
+   } else if (isPlain(os)) { // collect the text first
       PlainStream stream;
       writeRow<Table, Form::text>(PlainWriter(stream), row);
       stream.buffer().writeTo(os);

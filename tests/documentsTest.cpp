@@ -10,7 +10,8 @@ TEST(Documents, RowFormatListsWhatDescribeRowPrints)
 {
    std::ifstream file(PROJECT_SOURCE_DIR "/docs/row-format.md");
    const std::string page{std::istreambuf_iterator(file), {}};
-   const auto expectListed = [&]<class Row>(const std::string& name, Row& row, len_t type) {
+   const auto expectListed = [&](const std::string& name, auto& row, len_t type) {
+      using Row = std::remove_reference_t<decltype(row)>;
       row.rowTypeIs(type);
       const std::string listing = "```listing " + name + '\n' + Zorva::describeRow<Row>(row) + "```";
       EXPECT_NE(page.find(listing), std::string::npos) << listing;
