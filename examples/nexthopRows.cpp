@@ -180,8 +180,7 @@ void describeCommandLine(CLI::App& app, Options& options)
    file->type_name("FILE")->excludes(live);
    app.add_flag("--stats", options.statistics, "Print rows, bytes and row objects (json: to standard error)");
    app.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input,\n"
-              "or output that could not be written. "
-              "watch says what it refused and ends with 0.");
+              "or output that could not be written. watch says what it refused and ends with 0.");
 
    subcommand("list", "Print every row as text", "list --dir FOLDER");
    subcommand("json", "Print every row as a line of JSON", "json --dir FOLDER");

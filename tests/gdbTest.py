@@ -41,8 +41,8 @@ class Printers(unittest.TestCase):
         self.assertEqual(live, [*sound, "[True, True]", *sound[:2], *spoilt])
         self.assertRegex(ended, "Row, .*<.*>")
         page = pathlib.Path(__file__).parents[1].joinpath("docs/debugging.md").read_text()
-        listings = set(re.findall(r"^\(gdb\) (p)rint( .*)\n(.*)", page, re.MULTILINE))
-        self.assertTrue(set() < listings <= {("p", command[1:], text) for command, text in SOUND})
+        listings = set(re.findall(r"^\(gdb\) print (.*)\n(.*)", page, re.MULTILINE))
+        self.assertTrue(set() < listings <= {(command.removeprefix("p "), text) for command, text in SOUND})
         core = gdb(f"core-file {folder}/core", *rows, "p spoilt")
         self.assertEqual(core, [*sound, ended, live[-1]])
 

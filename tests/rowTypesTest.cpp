@@ -149,10 +149,16 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    std::ostringstream os, tied;
    os << EthAddr(1, 35, 69, 103, 137, 171) << EthAddr(205, 239, 16, 50, 84, 118); // every digit, on both sides
    EXPECT_EQ(os.str(), "01:23:45:67:89:abcd:ef:10:32:54:76");
-   os = std::ostringstream();
-   tied.tie(&os), tied << dmac;
-   os << std::setw(18) << dmac << std::unitbuf << smac;
-   EXPECT_EQ(os.str() + tied.str(), " 02:00:00:00:00:0102:00:00:00:00:0202:00:00:00:00:01");
+   struct : std::stringbuf
+   {
+      int sync() override { return ++flushes, 0; }
+      int flushes = 0;
+   } flushed;
+   std::ostream unit(&flushed);
+   tied.tie(&unit), tied << dmac;
+   unit << std::setw(18) << dmac << std::unitbuf << smac;
+   EXPECT_EQ(flushed.str() + tied.str(), " 02:00:00:00:00:0102:00:00:00:00:0202:00:00:00:00:01");
+   EXPECT_EQ(flushed.flushes, 2);
    struct : std::streambuf
    {
       int_type overflow(int_type) override { return end(), traits_type::eof(); }

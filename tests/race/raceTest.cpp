@@ -16,7 +16,10 @@ using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
 #ifdef KNOWN_BAD
 struct SharedRow : NexthopInfoRow
 {
-   void idIs(std::uint32_t id) { Zorva::store(const_cast<unsigned char*>(bytes().data()) + 25, id); }
+   void idIs(std::uint32_t id)
+   {
+      Zorva::store(const_cast<unsigned char*>(bytes().data()) + columns_.keyColumn().offset, id);
+   }
 };
 #else
 using SharedRow = NexthopInfoRow;

@@ -79,7 +79,7 @@ inline testing::AssertionResult isBytes(const BaseRow& row, const std::string& t
    if (differs.in1 == actual.end() && differs.in2 == expected.end())
       return testing::AssertionSuccess();
    return testing::AssertionFailure() << actual.size() << " bytes for " << expected.size() << ", from offset " << at
-                                      << testing::PrintToString(actual.subspan(static_cast<std::size_t>(at)));
+                                      << ": " << testing::PrintToString(actual.subspan(static_cast<std::size_t>(at)));
 }
 
 inline Bytes snapshot(const BaseRow& row) { return {row.bytes().begin(), row.bytes().end()}; }
@@ -104,17 +104,15 @@ inline std::vector<std::uint32_t> upTo(std::size_t n, std::uint32_t first = 1)
    return values;
 }
 
-/// The lines of a file that are no comments.
+/// The lines of a file that are no comments. Throws when there are none.
 inline std::vector<std::string> linesOf(const std::string& path)
 {
    std::ifstream file(path);
-   if (!file)
-      throw std::runtime_error(path);
    std::vector<std::string> lines;
    for (std::string line; std::getline(file, line);)
       if (line[0] != '#')
          lines.push_back(line);
-   return lines;
+   return !lines.empty() ? lines : throw std::runtime_error(path);
 }
 
 } // namespace Test
