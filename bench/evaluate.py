@@ -71,7 +71,7 @@ def measure_program(build, turns):
     """Processor time of nexthop-rows filing a made-up dump against nlohmann-json's parse of the same files."""
     with tempfile.TemporaryDirectory() as folder:
         files = madeUpDump.write(pathlib.Path(folder), nexthops=100_000, groups=1_000, members=64)
-        program = [build / 'examples/nexthop-rows', '--dir', folder, '--stats']
+        program = [build / 'nexthop_rows/nexthop-rows', '--dir', folder, '--stats']
         parse = [build / 'bench/parse-json', *files]
         times = [(seconds_of(program), seconds_of(parse)) for _ in range(turns)]
     return min(t for t, _ in times), min(t for _, t in times)

@@ -52,7 +52,7 @@ done
 
 # Run and debug from what was unpacked.
 libraries=$(dirname "$root"/usr/lib/*/libP4RuntimeRoutingEcmpTypes.so)
-"$root/usr/bin/nexthop-rows" check --dir examples/recordings/mixed-up.ip6.1 2>/dev/null ||
+"$root/usr/bin/nexthop-rows" check --dir nexthop_rows/recordings/mixed-up.ip6.1 2>/dev/null ||
    fail "nexthop-rows does not run"
 read -ra flags < <(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --libs P4RuntimeRoutingEcmpTypes)
 g++ -std=c++20 -g examples/quickstart.cpp "${flags[@]}" -o "$root/quickstart"

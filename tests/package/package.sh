@@ -56,7 +56,7 @@ expect "$registrations" "$scratch/generic/build/agent"
 
 # The README's commands, in a folder with its program and the recordings: a line "$ COMMAND" and what it prints.
 cd "$scratch/agent"
-cp -r "$source/examples/recordings" .
+cp -r "$source/nexthop_rows/recordings" .
 export PKG_CONFIG_PATH=$libraries/pkgconfig LD_LIBRARY_PATH=$libraries PATH=$prefix/bin:$PATH
 command='' expected='' ran=0
 while IFS= read -r line; do

@@ -1,4 +1,4 @@
-#include "examples/kernelDump.h"
+#include "nexthop_rows/kernelDump.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

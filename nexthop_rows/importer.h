@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "embedded/table.h"
-#include "examples/kernelDump.h"
-#include "examples/notes.h"
+#include "nexthop_rows/kernelDump.h"
+#include "nexthop_rows/notes.h"
 #include "routing_types/P4RuntimeRoutingEcmpTypes.h"
 
 namespace NexthopRows {

@@ -1,4 +1,4 @@
-#include "examples/rowFile.h"
+#include "nexthop_rows/rowFile.h"
 
 #include <cerrno>
 #include <charconv>

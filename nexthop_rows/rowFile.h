@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "examples/importer.h"
+#include "nexthop_rows/importer.h"
 
 namespace NexthopRows {
 

@@ -1,4 +1,4 @@
-#include "examples/watch.h"
+#include "nexthop_rows/watch.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "examples/rowDiff.h"
+#include "nexthop_rows/rowDiff.h"
 
 namespace NexthopRows {
 

@@ -1,4 +1,4 @@
-#include "examples/importer.h"
+#include "nexthop_rows/importer.h"
 
 #include <array>
 #include <limits>

@@ -9,7 +9,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "examples/notes.h"
+#include "nexthop_rows/notes.h"
 
 namespace NexthopRows {
 

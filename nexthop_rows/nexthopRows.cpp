@@ -9,13 +9,13 @@
 #include <iostream>
 #include <string>
 
-#include "examples/importer.h"
-#include "examples/kernelDump.h"
-#include "examples/liveKernel.h"
-#include "examples/notes.h"
-#include "examples/rowDiff.h"
-#include "examples/rowFile.h"
-#include "examples/watch.h"
+#include "nexthop_rows/importer.h"
+#include "nexthop_rows/kernelDump.h"
+#include "nexthop_rows/liveKernel.h"
+#include "nexthop_rows/notes.h"
+#include "nexthop_rows/rowDiff.h"
+#include "nexthop_rows/rowFile.h"
+#include "nexthop_rows/watch.h"
 #include "rowtype/describe.h"
 #include "rowtype/verify.h"
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "examples/jsonReader.h"
-#include "examples/notes.h"
+#include "nexthop_rows/jsonReader.h"
+#include "nexthop_rows/notes.h"
 #include "platform/zorva/ethAddr.h"
 
 namespace NexthopRows {

@@ -3,8 +3,8 @@
 
 #include <ostream>
 
-#include "examples/importer.h"
-#include "examples/liveKernel.h"
+#include "nexthop_rows/importer.h"
+#include "nexthop_rows/liveKernel.h"
 
 namespace NexthopRows {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "examples/childProcess.h"
-#include "examples/kernelDump.h"
+#include "nexthop_rows/childProcess.h"
+#include "nexthop_rows/kernelDump.h"
 
 namespace NexthopRows {
 

@@ -1,4 +1,4 @@
-#include "examples/jsonReader.h"
+#include "nexthop_rows/jsonReader.h"
 
 namespace NexthopRows {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "examples/importer.h"
+#include "nexthop_rows/importer.h"
 
 namespace NexthopRows {
 

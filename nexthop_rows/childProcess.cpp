@@ -1,4 +1,4 @@
-#include "examples/childProcess.h"
+#include "nexthop_rows/childProcess.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "examples/jsonReader.h"
+#include "nexthop_rows/jsonReader.h"
 
 namespace NexthopRows {
 

@@ -1,4 +1,4 @@
-#include "examples/liveKernel.h"
+#include "nexthop_rows/liveKernel.h"
 
 namespace NexthopRows {
 
