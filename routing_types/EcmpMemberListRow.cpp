@@ -107,6 +107,8 @@ void EcmpMemberListRow::clearRow()
       rowTypeIs(protRowType());
 }
 
+void EcmpMemberListRow::compact() { compactRow(baseRowLength_); }
+
 std::uint64_t EcmpMemberListRow::hash() const { return Zorva::keyHash<columns_>(*this); }
 
 bool EcmpMemberListRow::operator==(const EcmpMemberListRow& other) const

@@ -113,6 +113,12 @@ public:
    /// type, ZoNullRow with the row cleared and its type 0.
    void clearRow() override;
 
+   /// Drops the variable data that no column holds any more, which stays in the row otherwise: the old data of an array
+   /// that was emptied, or moved for want of room. Nothing else does so of itself but a store that moves an array. The
+   /// buffer keeps its capacity. Takes a private copy first if the buffer is shared. Throws ZoNullRow, what the copy
+   /// throws, ZoPermissionViolation, ZoOutOfRange for a row whose slots lie; the row's columns are unchanged then.
+   void compact();
+
    // --- key identity; all throw ZoNullRow for a null row ---
 
    std::uint64_t hash() const;

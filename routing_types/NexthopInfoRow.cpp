@@ -105,6 +105,8 @@ void NexthopInfoRow::clearRow()
       rowTypeIs(protRowType());
 }
 
+void NexthopInfoRow::compact() { compactRow(baseRowLength_); }
+
 std::uint64_t NexthopInfoRow::hash() const { return Zorva::keyHash<columns_>(*this); }
 
 bool NexthopInfoRow::operator==(const NexthopInfoRow& other) const { return Zorva::keyEqual<columns_>(*this, other); }

@@ -226,9 +226,11 @@ public:
    }
 
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
-   /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Throws ZoNullRow;
-   /// raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns); throws
-   /// ZoPermissionViolation; then std::bad_alloc or Halvo::MemoryResourceException. All leave the row unchanged.
+   /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Below 4, `fdLen`
+   /// clears just so many bytes, and what it leaves of the header stays. Throws ZoNullRow; raises a debug assertion
+   /// when `fdLen` does not fit the buffer (false where the handler returns); throws ZoPermissionViolation, ZoOutOfRange
+   /// when the row length does not fit the buffer; then std::bad_alloc or Halvo::MemoryResourceException. All leave the
+   /// row unchanged.
    inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
@@ -368,6 +370,11 @@ protected:
    inline void updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> value);
    template <class T>
    void updateFixElemArray(len_t offset, len_t fdLen, const std::vector<T>& value);
+
+   /// Drops the bytes of the variable data area that no slot names, after a private copy if the bytes are shared or a
+   /// view. The buffer keeps its capacity. Throws as a private copy, ZoPermissionViolation, ZoOutOfRange when the row is
+   /// shorter than `baseRowLength` or a listed slot lies outside it, and leaves the row as it was.
+   inline void compactRow(len_t baseRowLength);
 
    /// Sets `value` to the null value of its type. Defined by the row database core for EthAddr.
    template <class T>

@@ -2,8 +2,6 @@
 // rowstore/baseRow.h, which documents the members.
 #pragma once
 
-#include <algorithm>
-
 #include "rowstore/baseRow.h"
 
 namespace Zorva {
@@ -34,14 +32,14 @@ inline void BaseRow::getColumn(len_t offset, T& out) const
 inline bool BaseRow::clear(len_t fdLen)
 {
    requireBuffer();
-   const std::size_t needed = std::max<std::size_t>(fdLen, zo_contentOffset); // the header is written in any case
-   if (rowOffset_ + needed > rowBuf_->length()) {
+   if (std::size_t{rowOffset_} + fdLen > rowBuf_->length()) {
       raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size", "clear", clearAssertionLine);
       return false;
    }
    requireWritable();
+   checkedBytesOfBuffer(rowLengthOffset, sizeof fdLen); // written in any case, however few bytes are cleared
    if (mayWriteInPlace())
-      std::memset(header(), 0, needed);
+      std::memset(header(), 0, fdLen);
    else
       rowBuf_ = RowBufHandle::zeroed(rowBuf_->length());
    rowLengthIs(fdLen);

@@ -21,13 +21,20 @@ void BaseRow::getColumnStruct(len_t offset, R& out) const
    out = BaseRow(std::move(view));
 }
 
+/// A null row of type R.
+template <class R>
+R nullRow()
+{
+   const BaseRow null;
+   return R(null);
+}
+
 /// A view of the row nested in a column, as a row of type R; null when there is none. Throws ZoBadCast for a row of
 /// another type.
 template <class R>
 R nestedRow(const BaseRow& row, len_t offset)
 {
-   const BaseRow null;
-   R nested(null);
+   R nested = nullRow<R>();
    row.getColumnStruct<R>(offset, nested);
    return nested;
 }
@@ -38,24 +45,35 @@ std::uint64_t BaseRow::columnHash(len_t offset) const
    return nestedRow<R>(*this, offset).R::rowHash();
 }
 
+/// The rows nested in one column of two rows, the left one as a row of type R. Both objects are made before either
+/// column is read.
+template <class R>
+struct NestedPair
+{
+   NestedPair(const BaseRow& row, len_t offset, const BaseRow& other, len_t otherOffset)
+   {
+      row.getColumnStruct<R>(offset, mine);
+      other.getColumnStruct<BaseRow>(otherOffset, others);
+   }
+
+   R mine = nullRow<R>();
+   BaseRow others;
+};
+
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   const R mine = nestedRow<R>(*this, offset);
-   BaseRow others;
-   other.getColumnStruct<BaseRow>(otherOffset, others);
-   return !mine.isNull() && !others.isNull() && mine.R::rowEqual(others);
+   const NestedPair<R> nested(*this, offset, other, otherOffset);
+   return !nested.mine.isNull() && !nested.others.isNull() && nested.mine.R::rowEqual(nested.others);
 }
 
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   const R mine = nestedRow<R>(*this, offset);
-   BaseRow others;
-   other.getColumnStruct<BaseRow>(otherOffset, others);
-   if (mine.isNull() || others.isNull())
-      return mine.isNull() && !others.isNull();
-   return mine.R::rowLess(others);
+   const NestedPair<R> nested(*this, offset, other, otherOffset);
+   if (nested.mine.isNull() || nested.others.isNull())
+      return nested.mine.isNull() && !nested.others.isNull();
+   return nested.mine.R::rowLess(nested.others);
 }
 
 } // namespace Zorva

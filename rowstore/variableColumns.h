@@ -96,4 +96,15 @@ inline len_t BaseRow::giveUpArea(len_t slotOffset, len_t baseRowLength, bool com
    }
 }
 
+inline void BaseRow::compactRow(len_t baseRowLength)
+{
+   ensurePrivate();
+   requireWritable();
+   checkInside(0, baseRowLength, checkedRowLength());
+   compactedLength(0, baseRowLength); // refuses slots that lie
+   const len_t length = compactVariableData(baseRowLength);
+   checkedBytesOfBuffer(0, length);
+   rowLengthIs(length);
+}
+
 } // namespace Zorva

@@ -189,16 +189,17 @@ template <const auto& Table, class Use>
    return withConstants(use, std::make_index_sequence<Table.size()>{});
 }
 
-/// The offsets of Table's slots, in column order. Built on first use, kept until the process exits.
+/// The offsets of Table's slots, in column order. Built on first use and never destroyed: rows may outlive every static
+/// object.
 template <const auto& Table>
 const vcdType& slotOffsets()
 {
-   static const vcdType offsets = [] {
+   static const vcdType& offsets = *[] {
       vcdType list;
       for (const Column& column : Table.columns)
          if (column.isVariable())
             list.push_back(column.offset);
-      return list;
+      return new vcdType(std::move(list));
    }();
    return offsets;
 }

@@ -39,6 +39,15 @@ TEST(BaseRow, PlaceAndFlagsFollowTheRowNotTheBuffer)
    receiver.clearRow();
    EXPECT_TRUE(isBytes(receiver, "0c 00 09 00 | 00*8"));
 
+   Row small = rowOf("08 00 09 00 | 07*4");
+   small.clear(2); // less than a header: the rest of it stays
+   EXPECT_EQ(small.rowLength(), 2);
+   EXPECT_TRUE(isBytes(small.rowLengthIs(8), "08 00 09 00 | 07*4"));
+   small.rowOffset_ = 7;
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 7, width 2, lie outside the buffer of 8 bytes",
+                 {[&] { small.clear(1); }});
+   EXPECT_EQ(*small.header(), 7);
+
    Row alone = rowOf("0c 00 00 00 01 02 03 04 05 06 07 08");
    alone.subRow_ = true; // a view whose parent is gone: the private copy frees the bytes that the value lies in
    alone.setColumn<EthAddr>(4, *reinterpret_cast<const EthAddr*>(alone.header() + 6), 12);

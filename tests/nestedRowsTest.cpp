@@ -55,6 +55,9 @@ TEST(NestedRows, WrongTypesAndPlacesAreRefused)
    EXPECT_EQ(countsOf([&] { expectFailure(text, {[&] { lies.getColumnStruct<NexthopInfoRow>(4, out); }}); }), Counts());
    EXPECT_EQ(out.rowType(), 2); // the view of the first, untouched by the second
    EXPECT_FALSE(parent.columnEqual<NexthopInfoRow>(hopSlot, parent, groupSlot)); // the other's type is not tested
+   for (const auto compare : {&BaseRow::columnEqual<NexthopInfoRow>, &BaseRow::columnLess<NexthopInfoRow>})
+      EXPECT_EQ(countsOf([&] { failureOf([&] { (void)(parent.*compare)(groupSlot, parent, hopSlot); }); }),
+                (Counts{2, 0, 2, 1, 0, 1})); // both objects are made before the first column is refused
 }
 
 TEST(NestedRows, ARowTypeWithEveryKindOfColumn)

@@ -1,4 +1,7 @@
 // Slots, the variable data area and arrays: every byte of growing rows, limits, and slots that lie.
+#include <iomanip>
+#include <list>
+
 #include "tests/support/rows.h"
 
 using namespace Test;
@@ -113,4 +116,50 @@ TEST(VariableColumns, ArraysReadCompareAndPrint)
    EXPECT_EQ(row.memberToStringArray() + none.watchToJsonArray(), "[3,2,4294967295][]");
    expectFailure("Zorva::ZoOutOfRange: Invalid Index",
                  {[&] { row.member()[3]; }, [&] { none.member()[0]; }, [&] { none.member().back(); }});
+   const auto view = row.member();
+   const std::vector<unsigned> made(view.begin(), view.end());
+   EXPECT_EQ(static_cast<std::vector<unsigned>>(view), made);
+   row.memberIs(std::array{4u, 5u}); // in place, so the view is of these now
+   expectFailure("Zorva::ZoOutOfRange: Invalid Index", {[&] { view[2]; }});
+   EXPECT_EQ(view, (std::list{4u, 5u}));
+   EXPECT_NE(view, row.watch());
+   EXPECT_EQ((std::ostringstream() << std::setw(6) << view).str(), " [4,5]");
 }
+
+// What an array dropped stays in the row until it is compacted, on demand alone.
+TEST(VariableColumns, DeadBytesGoWithCompact)
+{
+   Exposed<EcmpMemberListRow> row, shared;
+   for (int i = 0; i < 3; ++i)
+      row.memberIs(upTo(4095)).memberIs({});
+   expectFailure("Zorva::ZoOutOfRange: desired row size 65565 is greater than maxRowLength: 65535",
+                 {[&] { row.memberIs(upTo(4095)); }});
+   row.watchIs({7});
+   shared = row;
+   row.compact();
+   EXPECT_TRUE(isBytes(row, group("2b", "00*3 80 | 25 00 06 80 | 01 ?? 07 00*3")));
+   EXPECT_EQ(shared.rowLength(), 49189);
+   row.memberIs(upTo(4095)).compact();
+   EXPECT_EQ(row.member(), upTo(4095));
+   shared.readOnlyIs(true);
+   expectFailure(readOnlyRow, {[&] { shared.compact(); }});
+   expectFailure(nullRow, {[] { EcmpMemberListRow(BaseRow()).compact(); }});
+   Exposed<EcmpMemberListRow> lies(rowOf("2b 00 02 00 | 00*25 | 25 00 06 80 | 27 00 06 80 | 01 00 07 00*3"));
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 39, width 6, lie outside the buffer of 43 bytes",
+                 {[&] { lies.compact(); }});
+   Exposed<NexthopInfoRow> cut(rowOf("08 00 01 00 | 00*4"));
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 0, width 52, lie outside the buffer of 8 bytes",
+                 {[&] { cut.compact(); }});
+}
+
+// Destroyed after every list of slots that a test had built, if those were ever destroyed.
+struct WritesAtExit
+{
+   ~WritesAtExit()
+   {
+      EcmpMemberListRow row;
+      row.memberIs({1}).watchIs({2}).memberIs(upTo(3));
+      if (row.member() != upTo(3))
+         std::_Exit(1);
+   }
+} writesAtExit;
