@@ -157,6 +157,7 @@ struct WritesAtExit
 {
    ~WritesAtExit()
    {
+      const std::vector<len_t> reused(2, 65535); // gets the memory of a list that was freed
       EcmpMemberListRow row;
       row.memberIs({1}).watchIs({2}).memberIs(upTo(3));
       if (row.member() != upTo(3))
