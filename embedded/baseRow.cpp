@@ -27,7 +27,7 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
    const vcdType& slots = vcd();
    const std::size_t rowEnd = checkedRowLength();
    const auto areaOf = [&](len_t slotOffset) -> std::span<unsigned char> {
-      const VColType& slot = slotAt(slotOffset);
+      const VColType slot = slotAt(slotOffset);
       if (slot.isEmpty())
          return {};
       checkInside(slot.dataOffset(), slot.dataLength(), rowEnd);

@@ -4,17 +4,12 @@
 // Below them stand the instances of BaseRow's per-type members that other libraries may rely on finding here.
 #include "routing_types/P4RuntimeRoutingEcmpTypes.h"
 
-namespace P4RuntimeRouting {
-
-NexthopInfoRowRowOpsGenerator NexthopInfoRowRowOpsGenerator::rowOpsGenerator_;
-EcmpMemberListRowRowOpsGenerator EcmpMemberListRowRowOpsGenerator::rowOpsGenerator_;
-
-} // namespace P4RuntimeRouting
+#define ZORVA_ROW P4RuntimeRouting::NexthopInfoRow
+#include "rowtype/loadRowType.inc"
+#define ZORVA_ROW P4RuntimeRouting::EcmpMemberListRow
+#include "rowtype/loadRowType.inc"
 
 namespace Zorva {
-
-using P4RuntimeRouting::EcmpMemberListRow;
-using P4RuntimeRouting::NexthopInfoRow;
 
 template ZORVA_EXPORT void BaseRow::setColumn<unsigned short>(len_t, const unsigned short&, len_t);
 template ZORVA_EXPORT void BaseRow::setColumn<unsigned int>(len_t, const unsigned int&, len_t);
@@ -45,13 +40,5 @@ template ZORVA_EXPORT std::string BaseRow::aryColumnToString<unsigned int>(len_t
 template ZORVA_EXPORT unsigned int ArrayReference<unsigned int>::operator[](std::size_t) const;
 
 template ZORVA_EXPORT void BaseRow::getColumnStruct<BaseRow>(len_t, BaseRow&) const;
-template ZORVA_EXPORT void BaseRow::getColumnStruct<EcmpMemberListRow>(len_t, EcmpMemberListRow&) const;
-template ZORVA_EXPORT void BaseRow::getColumnStruct<NexthopInfoRow>(len_t, NexthopInfoRow&) const;
-template ZORVA_EXPORT std::uint64_t BaseRow::columnHash<EcmpMemberListRow>(len_t) const;
-template ZORVA_EXPORT std::uint64_t BaseRow::columnHash<NexthopInfoRow>(len_t) const;
-template ZORVA_EXPORT bool BaseRow::columnEqual<EcmpMemberListRow>(len_t, const BaseRow&, len_t) const;
-template ZORVA_EXPORT bool BaseRow::columnEqual<NexthopInfoRow>(len_t, const BaseRow&, len_t) const;
-template ZORVA_EXPORT bool BaseRow::columnLess<EcmpMemberListRow>(len_t, const BaseRow&, len_t) const;
-template ZORVA_EXPORT bool BaseRow::columnLess<NexthopInfoRow>(len_t, const BaseRow&, len_t) const;
 
 } // namespace Zorva

@@ -187,7 +187,7 @@ inline ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
 {
    if (isNull())
       return {};
-   const VColType& slot = slotAt(offset);
+   const VColType slot = slotAt(offset);
    if (slot.isEmpty())
       return {};
    return {checkedBytesOfBuffer(slot.dataOffset(), slot.dataLength()), slot.dataLength()};

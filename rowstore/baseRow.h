@@ -362,7 +362,7 @@ protected:
    inline len_t giveUpArea(len_t slotOffset, len_t baseRowLength, bool compacts);
 
    /// The slot of the column at `offset`. Throws ZoNullRow, then ZoOutOfRange.
-   inline const VColType& slotAt(len_t offset) const;
+   inline VColType slotAt(len_t offset) const;
    inline VColType& slotAt(len_t offset);
 
    /// Stores an array in a row that owns its buffer alone: the second half of the array setColumn.
@@ -382,6 +382,9 @@ protected:
 
    /// The first byte of the row's header; the row has a buffer, nothing else is checked.
    unsigned char* header() const noexcept { return rowBuf_->data() + rowOffset_; }
+
+   /// The whole buffer of a row that was just constructed over a new one, for its value constructor.
+   std::span<unsigned char> freshBuffer() const noexcept { return {rowBuf_->data(), rowBuf_->length()}; }
 
    /// As checkedBytes, of a row that has a buffer.
    unsigned char* checkedBytesOfBuffer(std::uint32_t offset, std::uint32_t width) const

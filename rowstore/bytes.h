@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "platform/halvo/debug.h"
 #include "platform/zorva/ethAddr.h"
@@ -106,6 +107,14 @@ inline void store(unsigned char* at, const T& value) noexcept
       *at = value ? 1 : 0;
    else
       std::memcpy(at, &value, sizeof value);
+}
+
+/// The T that lies at `at`, in place: for types made of bytes, which need no alignment.
+template <class T>
+   requires(alignof(T) == 1 && std::is_trivially_copyable_v<T>)
+[[nodiscard]] inline T& inPlace(unsigned char* at) noexcept
+{
+   return *reinterpret_cast<T*>(at);
 }
 
 } // namespace Zorva

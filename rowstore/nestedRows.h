@@ -10,12 +10,12 @@ namespace Zorva {
 template <std::derived_from<BaseRow> R>
 void BaseRow::getColumnStruct(len_t offset, R& out) const
 {
-   const VColType* const slot = isNull() ? nullptr : &slotAt(offset);
-   if (slot == nullptr || slot->isEmpty()) {
+   const VColType slot = isNull() ? VColType() : slotAt(offset);
+   if (slot.isEmpty()) {
       out = BaseRow();
       return;
    }
-   const len_t position = slot->dataOffset();
+   const len_t position = slot.dataOffset();
    checkedBytesOfBuffer(position, zo_contentOffset); // the nested row's header
    SubRow view(*this, position);
    out = BaseRow(std::move(view));

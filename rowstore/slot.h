@@ -26,6 +26,10 @@ inline constexpr int updateVCTAssertionLine = 427;
 class ZORVA_EXPORT VColType
 {
 public:
+   /// An empty slot.
+   VColType() noexcept = default;
+   VColType(len_t dataOffset, len_t dataLength, bool isArray) noexcept { fieldsAre(dataOffset, dataLength, isArray); }
+
    /// Offset of the data from the row's header; without meaning while the slot is empty.
    len_t dataOffset() const noexcept { return load<len_t>(bytes_); }
 
@@ -51,7 +55,7 @@ private:
    static constexpr len_t lengthMask = 0x7fff;
    static constexpr len_t arrayBit = 0x8000;
 
-   unsigned char bytes_[4];
+   unsigned char bytes_[4] = {};
 };
 static_assert(sizeof(VColType) == 4 && alignof(VColType) == 1);
 

@@ -16,15 +16,15 @@ inline constexpr unsigned makeFreeSpaceAssertionLine = 848;
 inline constexpr const char* makeFreeSpaceSignature =
    "Zorva::len_t Zorva::BaseRow::makeFreeSpace(Zorva::VColType&, Zorva::len_t, Zorva::len_t)";
 
-inline const VColType& BaseRow::slotAt(len_t offset) const
+inline VColType BaseRow::slotAt(len_t offset) const
 {
-   return *reinterpret_cast<const VColType*>(checkedBytes(offset, sizeof(VColType)));
+   return load<VColType>(checkedBytes(offset, sizeof(VColType)));
 }
 
 inline VColType& BaseRow::slotAt(len_t offset)
 {
    requireBuffer();
-   return *reinterpret_cast<VColType*>(checkedBytesOfBuffer(offset, sizeof(VColType)));
+   return inPlace<VColType>(checkedBytesOfBuffer(offset, sizeof(VColType)));
 }
 
 inline void BaseRow::updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray)
@@ -40,7 +40,7 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
    const std::size_t rowEnd = checkedRowLength();
    std::size_t total = baseRowLength;
    for (const len_t offset : vcd()) {
-      const VColType& slot = slotAt(offset);
+      const VColType slot = slotAt(offset);
       if (offset == emptied || slot.isEmpty())
          continue;
       if (slot.dataOffset() < baseRowLength || slot.dataOffset() + slot.dataLength() > rowEnd) [[unlikely]]

@@ -105,11 +105,14 @@ using ColumnValues = std::tuple<std::uint64_t, std::uint32_t, std::uint16_t, std
 template <Type type>
 using ValueOf = std::tuple_element_t<static_cast<std::size_t>(type), ColumnValues>;
 
-/// The place of a column whose value type is T.
-template <class T>
-struct ColumnPlace
+/// A column's name as a template argument: get<"genId">().
+template <std::size_t N>
+struct ColumnName
 {
-   len_t offset;
+   consteval ColumnName(const char (&name)[N]) { std::ranges::copy(name, characters); }
+   consteval operator std::string_view() const { return {characters, N - 1}; }
+
+   char characters[N];
 };
 
 /// The columns of one row type, laid out.
@@ -121,14 +124,12 @@ struct ColumnTable
 
    static consteval std::size_t size() noexcept { return N; }
 
-   /// The place of the column `name`, whose value type must be T. Anything else does not compile.
-   template <class T>
-   consteval ColumnPlace<T> at(std::string_view name) const
+   /// The column `name`. Another name does not compile.
+   consteval Column column(std::string_view name) const
    {
       for (const Column& column : columns)
          if (column.name == name)
-            return holds<T>(column.type, std::type_identity<ColumnValues>{}) ? ColumnPlace<T>{column.offset}
-                                                                             : throw "the column has another type";
+            return column;
       throw "no such column";
    }
 
@@ -139,14 +140,6 @@ struct ColumnTable
          if (column.isKey())
             return column;
       throw "the table has no key column";
-   }
-
-private:
-   /// Whether columns of type `type` have values of type T, V being the value types of all column types.
-   template <class T, class... V>
-   static consteval bool holds(Type type, std::type_identity<std::tuple<V...>>)
-   {
-      return std::array{std::same_as<T, V>...}[static_cast<std::size_t>(type)];
    }
 };
 

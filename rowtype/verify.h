@@ -83,10 +83,7 @@ struct ExaminedRow
    std::size_t length() const { return u16At(rowLengthOffset); }
    std::size_t fixedLength() const { return columns.back().end(); }
 
-   const VColType& slot(const Column& column) const
-   {
-      return *reinterpret_cast<const VColType*>(&all[base + column.offset]);
-   }
+   VColType slot(const Column& column) const { return load<VColType>(&all[base + column.offset]); }
 
    /// The fault, found in the field at `offset` of this row.
    RowCheck found(RowFault fault, std::size_t offset) const { return {fault, base + offset}; }
@@ -127,7 +124,7 @@ inline RowCheck checkSlot(const ExaminedRow& row, const Column& column)
 /// Whether the data of `column`, whose slot is sound, is an array.
 inline RowCheck checkArray(const ExaminedRow& row, const Column& column)
 {
-   const VColType& slot = row.slot(column);
+   const VColType slot = row.slot(column);
    if (!slot.isArray())
       return row.found(RowFault::notArray, column.offset);
    if (slot.dataLength() < arrayHeaderLength)
@@ -153,7 +150,7 @@ inline RowCheck checkRow(const ExaminedRow& row, std::size_t available)
          continue;
       if (const RowCheck check = checkSlot(row, column); !check.ok())
          return check;
-      const VColType& slot = row.slot(column);
+      const VColType slot = row.slot(column);
       const RowCheck check =
          column.type == Type::arrayOfU32
             ? checkArray(row, column)

@@ -19,7 +19,7 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       EXPECT_EQ(std::string(text(check.fault)) + " at offset " + std::to_string(check.offset), verdict);
       EXPECT_EQ(bytes.size() > 65535 ? "none" : failureOf([&] { useBytes<TestRow>(bytes); }), "none") << verdict;
       EXPECT_EQ(failureOf([&] { Zorva::adoptRow<TestRow>(bytes); }),
-                check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Examples::PortRow: " + verdict);
+                check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Test::TestRow: " + verdict);
    }
    EXPECT_EQ(std::popcount(found), 14); // two more are to come
    EXPECT_EQ(Zorva::verifyRow<NexthopInfoRow>(hop, len_t{9}), RowCheck());

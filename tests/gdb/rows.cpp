@@ -1,7 +1,9 @@
 // Rows in the states that the gdb printers tell apart, in global memory so that no optimiser takes them away.
 #include "examples/portRow.h"
+#include "routing_types/EcmpMemberListRow.h"
 
 using namespace Examples;
+using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow, Zorva::BaseRow, Zorva::EthAddr;
 
 NexthopInfoRow null{BaseRow()}, hop(1, 2, true, 3, 42, 7, {2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 0, 0xfe}, false, -4, 5);
 EcmpMemberListRow group(1, 2, false, 3, 4, {7, 8, 9}, {}), spoilt = group.clone();
@@ -17,11 +19,11 @@ alignas(NexthopInfoRow) unsigned char ended[sizeof(NexthopInfoRow)]; // a row wh
 
 int main()
 {
-   BaseRow outer(53 + 52);
-   Zorva::store(const_cast<unsigned char*>(outer.bytes().data()) + 45, 52u << 16 | 53);
-   std::memcpy(const_cast<unsigned char*>(outer.bytes().data()) + 53, hop.bytes().data(), 52);
+   BaseRow outer(23 + 52);
+   Zorva::store(const_cast<unsigned char*>(outer.bytes().data()) + 19, 52u << 16 | 23);
+   std::memcpy(const_cast<unsigned char*>(outer.bytes().data()) + 23, hop.bytes().data(), 52);
    static_cast<BaseRow&>(parent) = outer.rowTypeIs(9);
-   static_cast<BaseRow&>(view) = Zorva::SubRow(outer, 53);
+   static_cast<BaseRow&>(view) = Zorva::SubRow(outer, 23);
    std::destroy_at(new (ended) NexthopInfoRow(hop.clone()));
    ready();
 }

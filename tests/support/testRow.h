@@ -1,0 +1,58 @@
+// A row type with every kind of column, and several of the kinds that meet each other in one row.
+#pragma once
+
+#include "routing_types/P4RuntimeRoutingEcmpTypes.h"
+
+namespace Test {
+
+using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
+using Zorva::BaseRow, Zorva::EthAddr, Zorva::len_t, Zorva::Type;
+
+inline constexpr auto testColumns = Zorva::layOut({
+   {"flag", Type::boolean},
+   {"mac", Type::ethAddr},
+   {"port", Type::u16},
+   {"delta", Type::i32},
+   {"id", Type::u32, Zorva::key},
+   {"stamp", Type::u64},
+   {"first", Type::arrayOfU32},
+   {"second", Type::arrayOfU32},
+   {"third", Type::arrayOfU32},
+   {"fourth", Type::arrayOfU32},
+   {"hop", Type::row, {}, &Zorva::nestedType<NexthopInfoRow>},
+   {"group", Type::row, {}, &Zorva::nestedType<EcmpMemberListRow>},
+});
+
+class TestRow : public BaseRow
+{
+public:
+   static constexpr const auto& columns_ = testColumns;
+   static constexpr const char* rowTypeName_ = "Test::TestRow";
+#define ZORVA_ROW TestRow
+#include "rowtype/rowMembers.inc"
+
+   Array first() const { return get<"first">(); }
+   NexthopInfoRow hop() const { return getNested<NexthopInfoRow, "hop">(); }
+
+   TestRow& flagIs(bool v) { return set<"flag">(v); }
+   TestRow& macIs(const EthAddr& v) { return set<"mac">(v); }
+   TestRow& portIs(std::uint16_t v) { return set<"port">(v); }
+   TestRow& deltaIs(std::int32_t v) { return set<"delta">(v); }
+   TestRow& idIs(std::uint32_t v) { return set<"id">(v); }
+   TestRow& stampIs(std::uint64_t v) { return set<"stamp">(v); }
+   TestRow& firstIs(const std::vector<std::uint32_t>& v) { return set<"first">(v); }
+};
+
+class TestRowRowOps_KEY : public Zorva::RowOpsBase
+{
+#define ZORVA_ROW TestRow
+#include "rowtype/keyOpsMembers.inc"
+};
+
+class TestRowRowOpsGenerator : public Zorva::RowOpsGenerator
+{
+#define ZORVA_ROW TestRow
+#include "rowtype/generatorMembers.inc"
+};
+
+} // namespace Test
