@@ -14,11 +14,11 @@ TEST(NestedRows, AViewSharesTheParentUntilItIsWritten)
    Exposed<NexthopInfoRow> view, cleared;
    EXPECT_EQ(countsOf([&] { parent.readOnlyIs(true).getColumnStruct<NexthopInfoRow>(hopSlot, view); }),
              (Counts{0, 0, 1, 1, 0, 1}));
-   EXPECT_TRUE(parent.rowBuf_.use_count() == 2 && view.rowOffset_ == 53 && view.subRow_ && view.portId() == 7);
+   EXPECT_EQ(tuple(parent.rowBuf_.use_count(), view.rowOffset_, view.subRow_, view.portId()), tuple(2, 53, true, 7u));
    cleared = view;
    cleared.readOnlyIs(false).clearRow(); // keeps its position, in a buffer as long as its parent's
-   EXPECT_TRUE(cleared.rowOffset_ == 53 && cleared.subRow_ && cleared.rowBuf_->length() == 148);
-   EXPECT_TRUE(isBytes(cleared, "34 00 01 00 | 00*48") && isBytes(parent, parentBytes));
+   EXPECT_EQ(tuple(cleared.rowOffset_, cleared.subRow_, cleared.rowBuf_->length()), tuple(53, true, 148));
+   EXPECT_EQ(tuple(snapshot(cleared), snapshot(parent)), tuple(bytesOf("34 00 01 00 | 00*48"), bytesOf(parentBytes)));
 }
 
 template <class R>
@@ -29,9 +29,12 @@ void expectPresence(len_t slot, const std::string& equalRowsLess)
    expectFailure(equalRowsLess, {[&] { (void)present.columnLess<R>(slot, present, slot); }});
    EXPECT_TRUE(present.columnEqual<R>(slot, TestRow(rowOf(parentBytes)), slot));
    for (const TestRow* none : {&absent, &null}) {
-      EXPECT_FALSE(none->columnEqual<R>(slot, absent, slot) || none->columnLess<R>(slot, absent, slot));
-      EXPECT_TRUE(none->columnLess<R>(slot, present, slot) && !none->columnEqual<R>(slot, present, slot));
-      EXPECT_FALSE(present.columnLess<R>(slot, *none, slot) || present.columnEqual<R>(slot, *none, slot));
+      const auto compared = [slot](const BaseRow& a, const BaseRow& b) {
+         return tuple(a.columnEqual<R>(slot, b, slot), a.columnLess<R>(slot, b, slot));
+      };
+      EXPECT_EQ(compared(*none, absent), tuple(false, false));
+      EXPECT_EQ(compared(*none, present), tuple(false, true));
+      EXPECT_EQ(compared(present, *none), tuple(false, false));
       expectFailure(nullRow, {[&] { none->columnHash<R>(slot); }});
    }
    EXPECT_EQ(countsOf([&] { present.columnHash<R>(slot); }), (Counts{1, 0, 2, 1, 0, 1}));
@@ -63,7 +66,7 @@ TEST(NestedRows, WrongTypesAndPlacesAreRefused)
 TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
 {
    TestRow row(rowOf(parentBytes)), other(row);
-   EXPECT_TRUE(row.rowEqual(other) && row.rowHash() == other.rowHash());
+   EXPECT_EQ(tuple(row.rowEqual(other), row.rowHash()), tuple(true, other.rowHash()));
    other.flagIs(true), other.macIs({2, 0, 0, 0, 0, 1}), other.portIs(80), other.deltaIs(-5), other.idIs(9);
    other.stampIs(1), other.firstIs({1, 2});
    const std::string start = "flag = true, mac = \"02:00:00:00:00:01\", port = 80, delta = -5, id = 9, stamp = 1, "
@@ -72,5 +75,6 @@ TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
    EXPECT_EQ(other.toString(), start + "}, group = {genId = 0, entryHandle = 0, valid = false, entryId = 0, id = 0, "
                                        "member = [7], watch = []}");
    EXPECT_EQ(TestRow().toJson().substr(119), "\"fourth\":[], \"hop\":null, \"group\":null}");
-   EXPECT_TRUE(!row.rowEqual(other) && row.rowHash() != other.rowHash() && row.rowLess(other));
+   EXPECT_EQ(tuple(row.rowEqual(other), row.rowLess(other)), tuple(false, true));
+   EXPECT_NE(row.rowHash(), other.rowHash());
 }

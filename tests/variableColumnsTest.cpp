@@ -14,7 +14,8 @@ TEST(VariableColumns, EveryByteOfARowThatGrowsAndShrinks)
 {
    Exposed<EcmpMemberListRow> row;
    const auto check = [&](const BaseRow&, const std::string& length, const std::string& rest, int capacity) {
-      EXPECT_TRUE(isBytes(row, group(length, rest)) && row.rowBuf_->length() == capacity) << "for " << rest;
+      EXPECT_TRUE(isBytes(row, group(length, rest))) << "for " << rest;
+      EXPECT_EQ(row.rowBuf_->length(), capacity) << "for " << rest;
    };
    check(row.memberIs({5, 6, 7}).watchIs({}), "33", "25 00 0e 80 | 00*4 | 03 ?? 05 00*3 06 00*3 07 00*3", 51);
    // In place, four bytes die; then behind the last byte; then watch moves down first.
@@ -83,7 +84,7 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    row.firstIs(upTo(4083));
    EXPECT_THAT(row.first(), ElementsAreArray(upTo(4083)));
    row.updateVCT(29, 53, 32767, false);
-   EXPECT_TRUE(row.slotAt(29).dataLength() == 32767 && !row.slotAt(29).isArray());
+   EXPECT_EQ(tuple(row.slotAt(29).dataLength(), row.slotAt(29).isArray()), tuple(32767, false));
 
    Exposed<EcmpMemberListRow> inside(rowOf("28 00 02 00 | 00*25 | 20 00 02 80 | 25 00 03 80 | 00*3"));
    expectFailure("Zorva::ZoOutOfRange: row bytes at offset 32, width 2, lie outside the buffer of 40 bytes",
@@ -103,16 +104,18 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
                  {[&] { full.makeFreeSpace(full.slotAt(4), 36, 8); }});
    EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 34, 8), 65500);
    EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 1, 8), 65534);
-   EXPECT_TRUE(full.rowLength() == 65535 && full.rowBuf_->length() == 65535);
+   EXPECT_EQ(tuple(full.rowLength(), full.rowBuf_->length()), tuple(65535, 65535));
 }
 
 TEST(VariableColumns, ArraysReadCompareAndPrint)
 {
    EcmpMemberListRow row(0, 0, false, 0, 0, {1, 2}, {1, 2, 3}), none{BaseRow()};
    EXPECT_TRUE(none.arrayColumnEqual<unsigned>(29, EcmpMemberListRow(), 33));
-   EXPECT_FALSE(row.arrayColumnEqual<unsigned>(29, row, 33) || row.arrayColumnEqual<unsigned>(29, none, 29));
+   EXPECT_EQ(tuple(row.arrayColumnEqual<unsigned>(29, row, 33), row.arrayColumnEqual<unsigned>(29, none, 29)),
+             tuple(false, false));
    row.memberIs({3, 2, 4294967295}).watchIs(std::array{3u, 2u, 4294967295u});
-   EXPECT_TRUE(row.arrayColumnEqual<unsigned>(29, row, 33) && row.member()[1] == 2 && row.member().front() == 3);
+   EXPECT_TRUE(row.arrayColumnEqual<unsigned>(29, row, 33));
+   EXPECT_EQ(tuple(row.member()[1], row.member().front()), tuple(2u, 3u));
    EXPECT_EQ(row.memberToStringArray() + none.watchToJsonArray(), "[3,2,4294967295][]");
    expectFailure("Zorva::ZoOutOfRange: Invalid Index",
                  {[&] { row.member()[3]; }, [&] { none.member()[0]; }, [&] { none.member().back(); }});

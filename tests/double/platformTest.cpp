@@ -91,7 +91,7 @@ TEST(Platform, TypeIdsAreFetchedOnceWithOneRetry)
       len_t actual = 0;
       std::string end;
       const Counts counts = countsOf([&] { end = failureOf([&] { actual = NexthopInfoRow().rowType(); }); });
-      EXPECT_TRUE(actual == id && end == failure && counts[1] == 1 && counts[4] == assignments);
+      EXPECT_EQ(tuple(actual, end, counts[1], counts[4]), tuple(id, failure, 1, assignments));
       EXPECT_EQ(std::exchange(platform().calls, {}), first);
       EXPECT_EQ(failureOf(NexthopInfoRow::protRowType), failure);
       EXPECT_EQ(platform().calls, second);
@@ -103,7 +103,7 @@ TEST(Platform, AnUnknownTypeMakesNoRows)
    script({seven()});
    NexthopInfoRow row(1, 2, true, 3, 4, 5, {}, {}, true, 6, 7);
    script({unknown});
-   EXPECT_TRUE(NexthopInfoRow(unknown).isNull() && platform().calls.empty());
+   EXPECT_EQ(tuple(NexthopInfoRow(unknown).isNull(), platform().calls), tuple(true, Calls()));
    expectFailure(nullRow, {[] { NexthopInfoRow(); }, [] { NexthopInfoRow(1, 2, true, 3, 4, 5, {}, {}, true, 6, 7); },
                            [] { NexthopInfoRow::key(1); }, [&] { NexthopInfoRow(static_cast<const BaseRow&>(row)); },
                            [&] { row.clearRow(); }});
@@ -138,6 +138,6 @@ TEST(Platform, AssertionsThatReturnLeaveRowsAsTheyWere)
          [] { EXPECT_EQ(EcmpMemberListRow(0, 0, false, 0, 0, {5}, upTo(8192)).member().front(), 5u); }};
       for (const auto& call : calls)
          EXPECT_EQ(failureOf(call) == "none", !throws);
-      EXPECT_TRUE(snapshot(row) == before && platform().calls == expected);
+      EXPECT_EQ(tuple(snapshot(row), platform().calls), tuple(before, expected));
    }
 }

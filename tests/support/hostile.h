@@ -21,6 +21,19 @@ inline std::string_view heldBytes(const Exposed<BaseRow>& row)
 inline unsigned turns = 1, turn = 0;
 inline bool isDue() { return ++turn % turns == 0; }
 
+/// The row type's own readers of its fixed columns, which lead its table.
+template <class R>
+consteval auto readers()
+{
+   if constexpr (std::same_as<R, TestRow>)
+      return tuple(&R::flag, &R::mac, &R::port, &R::delta, &R::id, &R::stamp);
+   else if constexpr (std::same_as<R, EcmpMemberListRow>)
+      return tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
+   else
+      return tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id, &R::portId, &R::dmac, &R::smac, &R::drop,
+                   &R::encapType, &R::encapId);
+}
+
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
 {
@@ -82,6 +95,14 @@ void useRow(const Exposed<Row>& row, bool sound)
          if (!view.isNull() && isDue())
             useRow(view, sound);
       } else {
+         // The type's own reader gives the column's bytes, and refuses those outside the buffer, no others.
+         const std::size_t begin = std::size_t{row.rowOffset_} + at, length = row.rowBuf_->length();
+         const bool isInside = begin + column.width() <= length;
+         const Value stored = isInside ? Zorva::load<Value>(row.header() + at) : Value();
+         Value value{};
+         const std::string end = failureOf([&] { value = (row.*std::get<index>(readers<Row>()))(); });
+         if (value != stored || !end.starts_with(isInside ? "none" : "Zorva::ZoOutOfRange: row bytes at offset "))
+            throw std::logic_error(std::string(column.name) + " read with " + end);
          change([](auto& changed) { changed.template setColumn<Value>(at, Value(), Row::baseRowLength_); });
       }
    };

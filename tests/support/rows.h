@@ -19,6 +19,7 @@
 namespace Test {
 
 using Bytes = std::vector<unsigned char>;
+using std::tuple; // facts that are compared, and printed, together
 
 /// Whether the long share of the tests was asked for.
 inline const bool isFull = std::getenv("ZORVA_TEST_FULL") != nullptr;
@@ -38,7 +39,7 @@ public:
    Exposed(const BaseRow& row) : Row(row) {}
 
    using Row::compactVariableData, Row::readOnly_, Row::rowBuf_, Row::rowOffset_, Row::subRow_;
-   using Row::makeFreeSpace, Row::slotAt, Row::updateFixElemArray, Row::updateVCT, Row::header;
+   using Row::compactRow, Row::makeFreeSpace, Row::slotAt, Row::updateFixElemArray, Row::updateVCT, Row::header;
 };
 
 /// The bytes that the text lists, -1 for any.
