@@ -42,8 +42,9 @@ TEST(Documents, RowsSayWhatIsWrittenOfThem)
             text += line + '\n';
             continue;
          }
-         if (!name.empty())
+         if (!name.empty()) {
             EXPECT_EQ(tell.at(name.substr(0, name.find('-')))(rowOf(bytes)), text) << name;
+         }
          name = line.substr(3), bytes.clear(), text.clear();
       }
    }

@@ -31,6 +31,12 @@ public:
 #define ZORVA_ROW TestRow
 #include "rowtype/rowMembers.inc"
 
+   bool flag() const { return get<"flag">(); }
+   EthAddr mac() const { return get<"mac">(); }
+   std::uint16_t port() const { return get<"port">(); }
+   std::int32_t delta() const { return get<"delta">(); }
+   std::uint32_t id() const { return get<"id">(); }
+   std::uint64_t stamp() const { return get<"stamp">(); }
    Array first() const { return get<"first">(); }
    NexthopInfoRow hop() const { return getNested<NexthopInfoRow, "hop">(); }
 
