@@ -3,6 +3,7 @@
 #pragma once
 
 #include "routing_types/NexthopInfoRow.h"
+#include "rowtype/rowType.h"
 
 namespace Examples {
 

@@ -209,26 +209,28 @@ class ZorvaArrayPrinter:
     """An ArrayReference. Elements are read one by one, as far as gdb wants to show them."""
 
     def __init__(self, value):
-        self.value = value
+        self.size = 0
         self.element = zorva_plain(value.type).template_argument(0)
+        try:
+            self.header, length = int(value["header_"]), int(value["dataLength_"])
+            if self.header:
+                count = zorva_integer(zorva_memory(self.header, 2)) & 0xfff
+                self.size = min(count, (length - 2) // self.element.sizeof)
+            self.text = f"{self.size} elements"
+        except (gdb.error, ZorvaFault) as fault:
+            self.text = f"<{fault}>"
 
     def to_string(self):
-        try:
-            size = int(self.value["size_"])
-            return f"{size} elements" if size < 4096 else f"<{size} elements>"
-        except gdb.error as error:
-            return f"<{error}>"
+        return self.text
 
     def children(self):
-        try:
-            at, size = int(self.value["elements_"]), int(self.value["size_"])
-            for i in range(size):
-                memory = zorva_memory(at + i * self.element.sizeof, self.element.sizeof)
-                yield f"[{i}]", gdb.Value(memory, self.element)
-        except gdb.error:
-            return  # to_string says it
-        except ZorvaFault as fault:
-            yield f"[{i}]", f"<{fault}>"
+        for i in range(self.size):
+            try:
+                memory = zorva_memory(self.header + 2 + i * self.element.sizeof, self.element.sizeof)
+            except ZorvaFault as fault:
+                yield f"[{i}]", f"<{fault}>"
+                return
+            yield f"[{i}]", gdb.Value(memory, self.element)
 
     def display_hint(self):
         return "array"

@@ -25,12 +25,6 @@
 
 namespace Zorva {
 
-/// Where the contract of the array setColumn is reported.
-inline constexpr unsigned arraySetColumnAssertionLine = 1535;
-inline constexpr const char* arraySetColumnSignature =
-   "void Zorva::BaseRow::setColumn(Zorva::len_t, const std::vector<_Ch_type>&, Zorva::len_t) [with T = unsigned int; "
-   "Zorva::len_t = short unsigned int]";
-
 /// A read-only view of one array column of one row: where the array's header lies, and how many bytes the slot named
 /// when the view was made. Owns nothing; valid while the row's bytes stay where they are, which any store into the row
 /// may end. The count is read from the header at each call, so a view follows a shorter array that is stored in the
@@ -220,7 +214,7 @@ template <class T, ContiguousRangeOf<T> R>
 inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
-      contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
+      Internal::contractViolated("fdLen != 0", Internal::arraySetColumnPlace);
    ensurePrivate();
    updateFixElemArray<T>(offset, fdLen, std::span<const T>(std::ranges::data(value), std::ranges::size(value)));
 }

@@ -24,18 +24,16 @@
 #include <vector>
 
 #include "platform/export.h"
-#include "platform/halvo/debug.h"
 #include "platform/zorva/baseRowCounters.h"
 #include "platform/zorva/ethAddr.h"
 #include "platform/zorva/exceptions.h"
 #include "rowstore/bytes.h"
+#include "rowstore/columnTypes.h"
+#include "rowstore/publishedAssertions.h"
 #include "rowstore/rowBuf.h"
 #include "rowstore/slot.h"
 
 namespace Zorva {
-
-template <class T>
-class ArrayReference;
 
 /// A contiguous range of T that is not a vector: what the array writers take beside vectors.
 template <class R, class T>
@@ -65,7 +63,7 @@ public:
    BaseRow(len_t len, len_t capacity) : rowBuf_(RowBufHandle::zeroed(capacity))
    {
       if (len < zo_contentOffset) [[unlikely]]
-         contractViolated("len >= zo_contentOffset", __LINE__, __PRETTY_FUNCTION__);
+         Internal::contractViolated("len >= zo_contentOffset", {__LINE__, __PRETTY_FUNCTION__});
       checkInside(0, len, capacity);
       store<len_t>(rowBuf_->data() + rowLengthOffset, len);
       ++baseRowCounters.lengthCtor;
@@ -119,7 +117,7 @@ public:
    virtual ~BaseRow() = default;
 
    /// The offsets of the row type's variable-column-table slots. A generic row has none: stops the process.
-   virtual const vcdType& vcd() const { contractViolated("0", __LINE__, __PRETTY_FUNCTION__); }
+   virtual const vcdType& vcd() const { Internal::contractViolated("0", {__LINE__, __PRETTY_FUNCTION__}); }
 
    /// The row as text. A generic row's text is the row database core's.
    virtual std::string toString() const;
@@ -144,7 +142,7 @@ public:
    }
 
    /// The row type's fixed length in bytes, header included. A generic row has none: stops the process.
-   virtual len_t baseRowLength() { contractViolated("0", __LINE__, __PRETTY_FUNCTION__); }
+   virtual len_t baseRowLength() { Internal::contractViolated("0", {__LINE__, __PRETTY_FUNCTION__}); }
 
    /// Whether the row's class knows all of its columns, and so its slots: true for every row type, false here.
    virtual bool isFullyDefined() const { return false; }

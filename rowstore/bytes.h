@@ -10,12 +10,8 @@
 #include <string>
 #include <type_traits>
 
-#include "platform/halvo/debug.h"
 #include "platform/zorva/ethAddr.h"
 #include "platform/zorva/exceptions.h"
-
-/// The C library's assertion failure, in the form that also agrees with `<cassert>`.
-extern "C" void __assert_fail(const char*, const char*, unsigned, const char*) noexcept __attribute__((__noreturn__));
 
 namespace Zorva {
 
@@ -28,35 +24,11 @@ inline constexpr std::size_t maxRowLength = 65535;
 /// Size of the row header, and so the offset of every row type's first column.
 inline constexpr len_t zo_contentOffset = 4;
 
-/// Places of the header's two fields, each an unsigned 16-bit number.
+/// Offsets of the header's two fields, each an unsigned 16-bit number.
 inline constexpr len_t rowLengthOffset = 0;
 inline constexpr len_t rowTypeOffset = 2;
 
 static_assert(std::endian::native == std::endian::little, "row bytes are little-endian and stored in host order");
-
-/// The value types of fixed-width columns.
-template <class T>
-concept FixedColumnType = std::same_as<T, unsigned short> || std::same_as<T, unsigned int> ||
-   std::same_as<T, unsigned long> || std::same_as<T, int> || std::same_as<T, bool> || std::same_as<T, EthAddr>;
-
-/// The source file under which this header family reports failed assertions.
-inline constexpr const char* assertionFile = "baseRow";
-
-/// Reports a broken contract of the calling code through the C library and stops the process, in every build type.
-[[noreturn]] inline void contractViolated(const char* assertion, unsigned line, const char* function) noexcept
-{
-   __assert_fail(assertion, assertionFile, line, function);
-}
-
-/// Raises a debug assertion with the default handler; returns where the handler does. A failed allocation leaves as
-/// what it is, not as a shorter text.
-[[gnu::noinline]] inline void raiseDebugAssertion(const std::string& text, const char* function, int line)
-{
-   Halvo::Platform::DebugStream stream;
-   stream.exceptions(std::ios_base::badbit);
-   stream << text;
-   Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, function, line);
-}
 
 /// Throws ZoOutOfRange for an access of `width` bytes at `offset` where only `available` bytes are.
 [[noreturn]] [[gnu::noinline]] inline void throwOutsideBuffer(std::size_t offset, std::size_t width,

@@ -29,8 +29,8 @@ template <FixedColumnType T>
 {
    if constexpr (std::same_as<T, EthAddr>)
       return Halvo::Util::hash(at, sizeof(EthAddr));
-   else if constexpr (std::same_as<T, int>)
-      return static_cast<std::uint64_t>(std::int64_t{load<int>(at)});
+   else if constexpr (std::signed_integral<T>)
+      return static_cast<std::uint64_t>(std::int64_t{load<T>(at)});
    else
       return comparable<T>(at);
 }

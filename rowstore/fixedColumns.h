@@ -6,14 +6,11 @@
 
 namespace Zorva {
 
-/// Where the debug assertion of clear() is raised.
-inline constexpr int clearAssertionLine = 327;
-
 template <FixedColumnType T>
 inline void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
-      contractViolated("fdLen != 0", __LINE__, __PRETTY_FUNCTION__);
+      Internal::contractViolated("fdLen != 0", {__LINE__, __PRETTY_FUNCTION__});
    const T kept = value; // it may lie in the bytes that the private copy gives up
    ensurePrivate();
    requireWritable();
@@ -33,7 +30,8 @@ inline bool BaseRow::clear(len_t fdLen)
 {
    requireBuffer();
    if (std::size_t{rowOffset_} + fdLen > rowBuf_->length()) {
-      raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size", "clear", clearAssertionLine);
+      Internal::raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size",
+                                    Internal::clearPlace);
       return false;
    }
    requireWritable();

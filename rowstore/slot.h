@@ -7,6 +7,7 @@
 #pragma once
 
 #include "rowstore/bytes.h"
+#include "rowstore/publishedAssertions.h"
 
 namespace Zorva {
 
@@ -18,9 +19,6 @@ inline constexpr std::size_t maxArrayElements = 4095;
 
 /// Size of the header in front of an array's elements, in bytes.
 inline constexpr len_t arrayHeaderLength = 2;
-
-/// Where a length beyond maxVariableLength is reported.
-inline constexpr int updateVCTAssertionLine = 427;
 
 /// One slot: four bytes without alignment. Its members alone shift and mask.
 class ZORVA_EXPORT VColType
@@ -69,9 +67,9 @@ static_assert(sizeof(VColType) == 4 && alignof(VColType) == 1);
 
 [[gnu::noinline]] inline void raiseDataTooLong(bool isArray)
 {
-   raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
-                          std::to_string(maxVariableLength) + " bytes",
-                       "updateVCT", updateVCTAssertionLine);
+   Internal::raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
+                                    std::to_string(maxVariableLength) + " bytes",
+                                 Internal::updateVCTPlace);
 }
 
 [[noreturn]] [[gnu::noinline]] inline void throwArrayTooLong(std::size_t count)

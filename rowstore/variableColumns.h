@@ -11,11 +11,6 @@
 
 namespace Zorva {
 
-/// Where a broken contract of makeFreeSpace is reported.
-inline constexpr unsigned makeFreeSpaceAssertionLine = 848;
-inline constexpr const char* makeFreeSpaceSignature =
-   "Zorva::len_t Zorva::BaseRow::makeFreeSpace(Zorva::VColType&, Zorva::len_t, Zorva::len_t)";
-
 inline VColType BaseRow::slotAt(len_t offset) const
 {
    return load<VColType>(checkedBytes(offset, sizeof(VColType)));
@@ -53,7 +48,7 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
 inline len_t BaseRow::makeFreeSpace(VColType& slot, len_t length, len_t baseRowLength)
 {
    if (baseRowLength == 0) [[unlikely]]
-      contractViolated("baseRowLength != 0", makeFreeSpaceAssertionLine, makeFreeSpaceSignature);
+      Internal::contractViolated("baseRowLength != 0", Internal::makeFreeSpacePlace);
    requireWritable();
    const len_t rowEnd = checkedRowLength();
    const auto distance = reinterpret_cast<std::uintptr_t>(&slot) - reinterpret_cast<std::uintptr_t>(header());

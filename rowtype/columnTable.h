@@ -16,7 +16,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -26,33 +25,6 @@ namespace Zorva {
 
 /// Rows nested within rows, at most.
 inline constexpr unsigned maxNestingDepth = 16;
-
-/// What a column holds. The last two have a slot of the variable column table in the fixed part.
-enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
-
-/// What goes with each Type.
-struct TypeFacts
-{
-   Type type;
-   len_t width;           ///< bytes in the fixed part
-   std::string_view name; ///< in a type signature, where an array is listed with its element type
-   std::string_view kind; ///< in a listing of a row's bytes
-};
-
-/// In the order of Type.
-inline constexpr std::array<TypeFacts, 8> typeFacts{{
-   {Type::u64, 8, "uint64_t", "u64"},
-   {Type::u32, 4, "uint32_t", "u32"},
-   {Type::u16, 2, "uint16_t", "u16"},
-   {Type::i32, 4, "int32_t", "i32"},
-   {Type::boolean, 1, "bool", "bool"},
-   {Type::ethAddr, 6, "EthAddr", "mac"},
-   {Type::arrayOfU32, 4, "uint32_t", "slot"},
-   {Type::row, 4, "row", "slot"},
-}};
-static_assert(std::ranges::is_sorted(typeFacts, {}, &TypeFacts::type) && typeFacts.back().type == Type::row);
-
-constexpr const TypeFacts& factsOf(Type type) noexcept { return typeFacts[static_cast<std::size_t>(type)]; }
 
 /// Marks the key column of a table.
 struct KeyMark
@@ -75,7 +47,7 @@ struct Column
    constexpr bool isKey() const noexcept { return mark.isKey; }
 
    /// Whether the fixed part holds a slot, and the data lies elsewhere.
-   constexpr bool isVariable() const noexcept { return type == Type::arrayOfU32 || type == Type::row; }
+   constexpr bool isVariable() const noexcept { return factsOf(type).hasSlot; }
 
    /// Bytes that the column takes in the fixed part.
    constexpr len_t width() const noexcept { return factsOf(type).width; }
@@ -96,14 +68,6 @@ struct NestedType
    std::string (*toString)(const BaseRow& row, len_t offset);
    std::string (*toJson)(const BaseRow& row, len_t offset); ///< "null" when the column holds no row
 };
-
-/// The C++ types of columns' values, in the order of Type. An array column's is its view, a nested row's the generic
-/// row.
-using ColumnValues = std::tuple<std::uint64_t, std::uint32_t, std::uint16_t, std::int32_t, bool, EthAddr,
-                                ArrayReference<std::uint32_t>, BaseRow>;
-
-template <Type type>
-using ValueOf = std::tuple_element_t<static_cast<std::size_t>(type), ColumnValues>;
 
 /// A column's name as a template argument: get<"genId">().
 template <std::size_t N>

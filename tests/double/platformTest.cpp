@@ -71,6 +71,7 @@ static Calls script(std::vector<BaseRow> answers)
 
 TEST(Platform, LoadingRegistersBothTypesInOrderAndAsksForNothing)
 {
+   std::erase(platform().calls, "install Test::TestRow"); // by the tests' own load step
    const Calls installs{"install P4RuntimeRouting::NexthopInfoRow", "install P4RuntimeRouting::EcmpMemberListRow"};
    EXPECT_EQ(script({seven()}), installs); // the first test of the process: nothing was called before
 }
