@@ -61,9 +61,10 @@ private:
       std::size_t at = fixedEnd;
       for (const Area& area : areas) {
          dead(at, area.begin, "dead");
-         if (area.begin < at)
+         if (area.begin < at) {
             text_ << "      the data of " << area.column->name << " overlaps what stands before it\n";
-         else if (area.column->type == Type::arrayOfU32)
+            dead(at, area.end, "overlapping");
+         } else if (area.column->type == Type::arrayOfU32)
             listArray(area);
          else
             listNested(area);

@@ -14,7 +14,8 @@ std::string told(const BaseRow& row)
       {"text", [](const auto& typed) { return typed.toString(); }},
       {"JSON", [](const auto& typed) { return typed.toJson(); }},
       {"hash", [](const auto& typed) { return std::to_string(typed.rowHash()); }},
-      {"compacted", [](auto typed) { return typed.compactRow(Row::baseRowLength_), std::to_string(typed.rowLength()); }},
+      {"compacted", [](auto typed) { return typed.compact(), std::to_string(typed.rowLength()); }},
+      {"moved", [](auto typed) { return std::to_string(typed.compactVariableData(Row::baseRowLength_)); }}, // in place
    };
    std::string all = Zorva::describeRow<Row>(row);
    for (const auto& [name, fact] : facts) {

@@ -62,19 +62,3 @@ TEST(NestedRows, WrongTypesAndPlacesAreRefused)
       EXPECT_EQ(countsOf([&] { failureOf([&] { (void)(parent.*compare)(groupSlot, parent, hopSlot); }); }),
                 (Counts{2, 0, 2, 1, 0, 1})); // both objects are made before the first column is refused
 }
-
-TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
-{
-   TestRow row(rowOf(parentBytes)), other(row);
-   EXPECT_EQ(tuple(row.rowEqual(other), row.rowHash()), tuple(true, other.rowHash()));
-   other.flagIs(true), other.macIs({2, 0, 0, 0, 0, 1}), other.portIs(80), other.deltaIs(-5), other.idIs(9);
-   other.stampIs(1), other.firstIs({1, 2});
-   const std::string start = "flag = true, mac = \"02:00:00:00:00:01\", port = 80, delta = -5, id = 9, stamp = 1, "
-                             "first = [1,2], second = [], third = [], fourth = [], hop = {" +
-                             row.hop().toString();
-   EXPECT_EQ(other.toString(), start + "}, group = {genId = 0, entryHandle = 0, valid = false, entryId = 0, id = 0, "
-                                       "member = [7], watch = []}");
-   EXPECT_EQ(TestRow().toJson().substr(119), "\"fourth\":[], \"hop\":null, \"group\":null}");
-   EXPECT_EQ(tuple(row.rowEqual(other), row.rowLess(other)), tuple(false, true));
-   EXPECT_NE(row.rowHash(), other.rowHash());
-}

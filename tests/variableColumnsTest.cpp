@@ -86,20 +86,10 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    row.updateVCT(29, 53, 32767, false);
    EXPECT_EQ(tuple(row.slotAt(29).dataLength(), row.slotAt(29).isArray()), tuple(32767, false));
 
-   Exposed<EcmpMemberListRow> inside(rowOf("28 00 02 00 | 00*25 | 20 00 02 80 | 25 00 03 80 | 00*3"));
-   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 32, width 2, lie outside the buffer of 40 bytes",
-                 {[&] { inside.compactVariableData(37); }, [&] { inside.watchIs(upTo(2)); }});
-   EXPECT_EQ(inside.rowBuf_->length(), 40);
-   Exposed<EcmpMemberListRow> twice(rowOf("28 00 02 00 | 00*25 | 25 00 03 80 | 27 00 01 80 | 00*3"));
-   expectFailure("Zorva::ZoOutOfRange: the data of the slots at offsets 29 and 33 overlap",
-                 {[&] { twice.compactVariableData(37); }});
-   Exposed<EcmpMemberListRow> beyond(rowOf("28 00 02 00 | 00*25 | 26 00 03 80 | 00*7"));
-   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 38, width 3, lie outside the buffer of 40 bytes",
-                 {[&] { beyond.compactVariableData(37); }});
-   Zorva::VColType elsewhere;
-   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 65535, width 4, lie outside the buffer of 40 bytes",
-                 {[&] { beyond.makeFreeSpace(elsewhere, 1, 37); }});
    Exposed<BaseRow> full(65500);
+   Zorva::VColType elsewhere;
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 65535, width 4, lie outside the buffer of 65500 bytes",
+                 {[&] { full.makeFreeSpace(elsewhere, 1, 37); }});
    expectFailure("Zorva::ZoOutOfRange: desired row size 65536 is greater than maxRowLength: 65535",
                  {[&] { full.makeFreeSpace(full.slotAt(4), 36, 8); }});
    EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 34, 8), 65500);
@@ -120,8 +110,10 @@ TEST(VariableColumns, ArraysReadCompareAndPrint)
    expectFailure("Zorva::ZoOutOfRange: Invalid Index",
                  {[&] { row.member()[3]; }, [&] { none.member()[0]; }, [&] { none.member().back(); }});
    const auto view = row.member();
-   const std::vector<unsigned> made(view.begin(), view.end());
-   EXPECT_EQ(static_cast<std::vector<unsigned>>(view), made);
+   std::vector<unsigned> backwards;
+   for (auto at = view.end(); backwards.size() < 3; backwards.insert(backwards.begin(), *at))
+      at -= 1;
+   EXPECT_EQ(static_cast<std::vector<unsigned>>(view), backwards);
    row.memberIs(std::array{4u, 5u}); // in place, so the view is of these now
    expectFailure("Zorva::ZoOutOfRange: Invalid Index", {[&] { view[2]; }});
    EXPECT_EQ(view, (std::list{4u, 5u}));
@@ -147,12 +139,6 @@ TEST(VariableColumns, DeadBytesGoWithCompact)
    shared.readOnlyIs(true);
    expectFailure(readOnlyRow, {[&] { shared.compact(); }});
    expectFailure(nullRow, {[] { EcmpMemberListRow(BaseRow()).compact(); }});
-   Exposed<EcmpMemberListRow> lies(rowOf("2b 00 02 00 | 00*25 | 25 00 06 80 | 27 00 06 80 | 01 00 07 00*3"));
-   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 39, width 6, lie outside the buffer of 43 bytes",
-                 {[&] { lies.compact(); }});
-   Exposed<NexthopInfoRow> cut(rowOf("08 00 01 00 | 00*4"));
-   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 0, width 52, lie outside the buffer of 8 bytes",
-                 {[&] { cut.compact(); }});
 }
 
 // Writes when every list of slots would have been destroyed, if any were.

@@ -38,14 +38,6 @@ public:
    std::uint32_t id() const { return get<"id">(); }
    std::uint64_t stamp() const { return get<"stamp">(); }
    Array first() const { return get<"first">(); }
-   NexthopInfoRow hop() const { return getNested<NexthopInfoRow, "hop">(); }
-
-   TestRow& flagIs(bool v) { return set<"flag">(v); }
-   TestRow& macIs(const EthAddr& v) { return set<"mac">(v); }
-   TestRow& portIs(std::uint16_t v) { return set<"port">(v); }
-   TestRow& deltaIs(std::int32_t v) { return set<"delta">(v); }
-   TestRow& idIs(std::uint32_t v) { return set<"id">(v); }
-   TestRow& stampIs(std::uint64_t v) { return set<"stamp">(v); }
    TestRow& firstIs(const std::vector<std::uint32_t>& v) { return set<"first">(v); }
 };
 
