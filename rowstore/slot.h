@@ -6,6 +6,9 @@
 // Owns nothing: a VColType lies in a row's bytes.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+
 #include "rowstore/bytes.h"
 #include "rowstore/publishedAssertions.h"
 
@@ -19,6 +22,31 @@ inline constexpr std::size_t maxArrayElements = 4095;
 
 /// Size of the header in front of an array's elements, in bytes.
 inline constexpr len_t arrayHeaderLength = 2;
+
+/// What keeps the data that a slot names from being variable data of its row.
+enum class AreaFault : std::uint8_t { none, beforeData, beyondRow };
+
+/// The bytes that a slot names, in bytes from the row's header; `end` is behind the last one.
+struct Area
+{
+   std::size_t begin;
+   std::size_t end;
+
+   constexpr bool isEmpty() const noexcept { return begin == end; }
+   constexpr std::size_t length() const noexcept { return end - begin; }
+
+   /// The fault in a row whose fixed part is as long as `fixedLength`, and which ends at `rowEnd`.
+   constexpr AreaFault faultIn(std::size_t fixedLength, std::size_t rowEnd) const noexcept
+   {
+      return begin < fixedLength ? AreaFault::beforeData : end > rowEnd ? AreaFault::beyondRow : AreaFault::none;
+   }
+
+   /// Whether a byte lies in both.
+   constexpr bool overlaps(const Area& other) const noexcept
+   {
+      return std::max(begin, other.begin) < std::min(end, other.end);
+   }
+};
 
 /// One slot: four bytes without alignment. Its members alone shift and mask.
 class ZORVA_EXPORT VColType
@@ -36,6 +64,7 @@ public:
 
    bool isArray() const noexcept { return (load<len_t>(bytes_ + 2) & arrayBit) != 0; }
    bool isEmpty() const noexcept { return dataLength() == 0; }
+   Area area() const noexcept { return {dataOffset(), std::size_t{dataOffset()} + dataLength()}; }
 
    void dataOffsetIs(len_t offset) noexcept { store<len_t>(bytes_, offset); }
 

@@ -38,7 +38,7 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
       const VColType slot = slotAt(offset);
       if (offset == emptied || slot.isEmpty())
          continue;
-      if (slot.dataOffset() < baseRowLength || slot.dataOffset() + slot.dataLength() > rowEnd) [[unlikely]]
+      if (slot.area().faultIn(baseRowLength, rowEnd) != AreaFault::none) [[unlikely]]
          throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
       total += slot.dataLength();
    }

@@ -105,19 +105,13 @@ inline RowCheck checkLength(const ExaminedRow& row, std::size_t available)
 /// Whether the slot of `column`, which is not empty, names bytes of the variable data that no slot before it names.
 inline RowCheck checkSlot(const ExaminedRow& row, const Column& column)
 {
-   const std::size_t begin = row.slot(column).dataOffset();
-   const std::size_t end = begin + row.slot(column).dataLength();
-   if (begin < row.fixedLength())
-      return row.found(RowFault::slotBeforeData, column.offset);
-   if (end > row.length())
-      return row.found(RowFault::slotBeyondRow, column.offset);
-   for (const Column* other = row.columns.data(); other != &column; ++other) {
-      if (!other->isVariable() || row.slot(*other).isEmpty())
-         continue;
-      const std::size_t otherBegin = row.slot(*other).dataOffset();
-      if (begin < otherBegin + row.slot(*other).dataLength() && otherBegin < end)
+   const Area area = row.slot(column).area();
+   if (const AreaFault fault = area.faultIn(row.fixedLength(), row.length()); fault != AreaFault::none)
+      return row.found(fault == AreaFault::beforeData ? RowFault::slotBeforeData : RowFault::slotBeyondRow,
+                       column.offset);
+   for (const Column* other = row.columns.data(); other != &column; ++other)
+      if (other->isVariable() && area.overlaps(row.slot(*other).area()))
          return row.found(RowFault::slotsOverlap, column.offset);
-   }
    return {};
 }
 
