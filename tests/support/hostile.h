@@ -22,15 +22,16 @@ inline unsigned turns = 1, turn = 0;
 inline bool isDue() { return ++turn % turns == 0; }
 
 /// The row type's own readers of its fixed columns, which lead its table; TestRow has none.
-template <class Row>
-constexpr tuple readers(&Row::genId, &Row::entryHandle, &Row::valid, &Row::entryId, &Row::id);
+template <class R>
+constexpr auto readers = tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
 template <>
-constexpr tuple readers<NexthopInfoRow>(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle, &NexthopInfoRow::valid,
-                                        &NexthopInfoRow::entryId, &NexthopInfoRow::id, &NexthopInfoRow::portId,
-                                        &NexthopInfoRow::dmac, &NexthopInfoRow::smac, &NexthopInfoRow::drop,
-                                        &NexthopInfoRow::encapType, &NexthopInfoRow::encapId);
+constexpr auto readers<TestRow> = tuple();
 template <>
-constexpr tuple readers<TestRow>{};
+constexpr auto readers<NexthopInfoRow> = tuple(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle,
+                                               &NexthopInfoRow::valid, &NexthopInfoRow::entryId, &NexthopInfoRow::id,
+                                               &NexthopInfoRow::portId, &NexthopInfoRow::dmac, &NexthopInfoRow::smac,
+                                               &NexthopInfoRow::drop, &NexthopInfoRow::encapType,
+                                               &NexthopInfoRow::encapId);
 
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
