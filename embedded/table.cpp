@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "embedded/registry.h"
-#include "rowtype/typeId.h"
 
 namespace Zorva::Embedded {
 

@@ -44,6 +44,14 @@ static_assert(std::endian::native == std::endian::little, "row bytes are little-
    ZoOutOfRange::throwException("row length " + std::to_string(length) + " is shorter than the row header");
 }
 
+/// Throws ZoBadCast for a row of the type `found`, whose header lies at `position` in its buffer, where one of the type
+/// `expected` was wanted.
+[[noreturn]] [[gnu::noinline]] inline void throwBadCast(len_t found, len_t expected, len_t position)
+{
+   ZoBadCast::throwException("row type " + std::to_string(found) + " does not match row type " +
+                             std::to_string(expected) + " " + std::to_string(position));
+}
+
 /// Whether `length` bytes from `start` on lie inside `available` bytes. Wide, so nothing wraps, and signed, so that one
 /// difference serves every column of a row.
 [[nodiscard]] constexpr bool isInside(std::size_t start, std::size_t length, std::size_t available) noexcept
