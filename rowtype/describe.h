@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "platform/zorva/ethAddr.h"
-#include "rowtype/rendering.h"
+#include "rowtype/columnTable.h"
+#include "rowtype/plainStream.h"
 
 namespace Zorva {
 
@@ -139,7 +140,7 @@ private:
    template <class T>
    static std::string formatted(const T& value)
    {
-      PlainStream stream;
+      Internal::PlainStream stream;
       stream.os() << value;
       return stream.buffer().str();
    }
@@ -170,7 +171,7 @@ private:
    }
 
    std::span<const unsigned char> row_;
-   PlainStream plain_;
+   Internal::PlainStream plain_;
    std::ostream& text_ = plain_.os();
    unsigned depth_ = 0;
 };
