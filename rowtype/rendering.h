@@ -124,7 +124,7 @@ template <const auto& Table, Form form, std::size_t I>
    if constexpr (column.type == Type::arrayOfU32) {
       insertText(os, row.aryColumnToString<std::uint32_t>(column.offset));
    } else if constexpr (column.type == Type::row) {
-      const NestingLevel level;
+      const NestingLevel level(!reinterpret_cast<const VColType*>(fixed + column.offset)->isEmpty());
       insertText(os, form == Form::json ? column.nested->toJson(row, column.offset)
                                         : '{' + column.nested->toString(row, column.offset) + '}');
    } else if constexpr (column.type == Type::boolean) {

@@ -72,6 +72,7 @@ TEST(BaseRow, TestsComeInOrder)
    expectFailure("Zorva::ZoNotSupported: rowLess not supported on generic base rows", {[&] { null.rowLess(null); }});
    expectFailure("Zorva::ZoNotSupported: rowHash not supported on generic base rows", {[&] { null.rowHash(); }});
    EXPECT_TRUE(mac == EthAddr() && null.toJson().empty() && null.toString() == "len: 0, NULL" && !null.rowBuf_.get());
+   EXPECT_EQ(rowOf("08 00 07 00 | 00*4").toString(), "len: 8, type: 7");
    EXPECT_TRUE((row.getColumn(4, mac), mac == EthAddr(99, 99, 99, 99, 99, 99)));
 }
 
