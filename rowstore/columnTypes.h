@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -32,6 +33,7 @@ struct ColumnType
    std::string_view name; ///< in a type signature, where an array is listed with its element type
    std::string_view kind; ///< in a listing of a row's bytes
    bool hasSlot = false;
+   bool isNumber = std::integral<V> && !std::same_as<V, bool>;
 };
 
 /// All of them, in the order of Type.
@@ -58,7 +60,7 @@ constexpr TypeFacts factsOf(Type type) noexcept
 {
    constexpr auto facts = std::apply(
       [](const auto&... each) {
-         return std::array{TypeFacts{each.type, each.width, each.name, each.kind, each.hasSlot}...};
+         return std::array{TypeFacts{each.type, each.width, each.name, each.kind, each.hasSlot, each.isNumber}...};
       },
       columnTypes);
    return facts[static_cast<std::size_t>(type)];

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "rowstore/baseRow.h"
+#include "rowstore/nestingDepth.h"
 
 namespace Zorva {
 
@@ -42,7 +43,9 @@ R nestedRow(const BaseRow& row, len_t offset)
 template <std::derived_from<BaseRow> R>
 std::uint64_t BaseRow::columnHash(len_t offset) const
 {
-   return nestedRow<R>(*this, offset).R::rowHash();
+   const R nested = nestedRow<R>(*this, offset);
+   const Internal::NestingLevel level(!nested.isNull());
+   return nested.R::rowHash();
 }
 
 /// The rows nested in one column of two rows, the left one as a row of type R. Both objects are made before either
@@ -64,7 +67,10 @@ template <std::derived_from<BaseRow> R>
 bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
    const NestedPair<R> nested(*this, offset, other, otherOffset);
-   return !nested.mine.isNull() && !nested.others.isNull() && nested.mine.R::rowEqual(nested.others);
+   if (nested.mine.isNull() || nested.others.isNull())
+      return false;
+   const Internal::NestingLevel level;
+   return nested.mine.R::rowEqual(nested.others);
 }
 
 template <std::derived_from<BaseRow> R>
@@ -73,6 +79,7 @@ bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) 
    const NestedPair<R> nested(*this, offset, other, otherOffset);
    if (nested.mine.isNull() || nested.others.isNull())
       return nested.mine.isNull() && !nested.others.isNull();
+   const Internal::NestingLevel level;
    return nested.mine.R::rowLess(nested.others);
 }
 

@@ -23,9 +23,6 @@
 
 namespace Zorva {
 
-/// Rows nested within rows, at most.
-inline constexpr unsigned maxNestingDepth = 16;
-
 /// Marks the key column of a table.
 struct KeyMark
 {

@@ -8,7 +8,6 @@
 #include <iterator>
 
 #include "rowtype/columnTable.h"
-#include "rowtype/nestingDepth.h"
 
 namespace Zorva {
 
@@ -119,7 +118,6 @@ void putHashValue(const BaseRow& row, const unsigned char* fixed, std::array<std
       if constexpr (I == 0 || !beginsArrayPair<Table, I - 1>())
          values[I] = arrayColumnHash(row.arrayColumn<std::uint32_t>(column.offset));
    } else if constexpr (column.type == Type::row) {
-      const Internal::NestingLevel level;
       values[I] = column.nested->hash(row, column.offset);
    } else {
       values[I] = hashValue<ValueOf<column.type>>(fixed + column.offset);
@@ -162,7 +160,7 @@ bool columnOrRunEqual(const BaseRow& a, const unsigned char* fixedA, const BaseR
    if constexpr (column.type == Type::arrayOfU32)
       return a.arrayColumnEqual<std::uint32_t>(column.offset, b, column.offset);
    else if constexpr (column.type == Type::row)
-      return Internal::NestingLevel(), column.nested->equal(a, column.offset, b, column.offset);
+      return column.nested->equal(a, column.offset, b, column.offset);
    else if constexpr (runEnd != 0)
       return std::memcmp(fixedA + column.offset, fixedB + column.offset, runEnd - column.offset) == 0;
    else
@@ -203,8 +201,7 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
       if constexpr (column.type == Type::arrayOfU32) {
          ZoNotSupported::throwException("column less not supported for arrays");
       } else if constexpr (column.type == Type::row) {
-         const Internal::NestingLevel level;
-         if (column.nested->equal(a, column.offset, b, column.offset))
+            if (column.nested->equal(a, column.offset, b, column.offset))
             return false;
          less = column.nested->less(a, column.offset, b, column.offset);
          return true;
