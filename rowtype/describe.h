@@ -15,7 +15,7 @@
 #include "rowtype/columnTable.h"
 #include "rowtype/plainStream.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// Builds the listing of one row. Holds a view of its bytes and owns the text.
 class RowListing
@@ -178,12 +178,16 @@ private:
    unsigned depth_ = 0;
 };
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// The annotated bytes of a row of type Row, one line per field, dead bytes included. Throws ZoNullRow,
 /// and ZoOutOfRange when the row length does not fit the buffer.
 template <class Row>
 std::string describeRow(const BaseRow& row)
 {
-   return RowListing(row.bytes()).build(Row::columns_.columns);
+   return Internal::RowListing(row.bytes()).build(Row::columns_.columns);
 }
 
 } // namespace Zorva

@@ -23,11 +23,9 @@
 #include "rowtype/columnTable.h"
 #include "rowtype/plainStream.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 enum class Form : bool { text, json };
-
-namespace Internal {
 
 /// The pieces in front of column I's value (I == size: behind the last one), joined.
 template <std::size_t Length>
@@ -184,8 +182,6 @@ std::string rendered(const BaseRow& row)
    return stream.buffer().str();
 }
 
-} // namespace Internal
-
 /// Writes the text form of a row of Table's type into `os`, in that stream's formatting, as insertRow() does.
 template <const auto& Table>
 std::ostream& writeText(std::ostream& os, const BaseRow& row)
@@ -211,4 +207,4 @@ std::string rowJson(const BaseRow& row)
    return Internal::rendered<Table, Form::json>(row);
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

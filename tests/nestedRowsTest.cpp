@@ -72,11 +72,11 @@ struct Link : BaseRow
    static len_t protRowType() { return 4; }
    using BaseRow::BaseRow;
    Link(const BaseRow& row) : BaseRow(row) {}
-   std::string toString() const override { return Zorva::rowText<columns_>(*this); }
-   std::string toJson() const override { return Zorva::rowJson<columns_>(*this); }
-   bool rowEqual(const BaseRow& other) const override { return Zorva::contentEqual<columns_>(*this, other); }
-   bool rowLess(const BaseRow& other) const override { return Zorva::contentLess<columns_>(*this, other); }
-   std::uint64_t rowHash() const override { return Zorva::contentHash<columns_>(*this); }
+   std::string toString() const override { return Zorva::Internal::rowText<columns_>(*this); }
+   std::string toJson() const override { return Zorva::Internal::rowJson<columns_>(*this); }
+   bool rowEqual(const BaseRow& other) const override { return Zorva::Internal::contentEqual<columns_>(*this, other); }
+   bool rowLess(const BaseRow& other) const override { return Zorva::Internal::contentLess<columns_>(*this, other); }
+   std::uint64_t rowHash() const override { return Zorva::Internal::contentHash<columns_>(*this); }
 };
 constinit const Zorva::NestedType linkType = Zorva::nestedType<Link>;
 
