@@ -77,7 +77,8 @@ namespace Zorva {
 /// The value types of fixed-width columns.
 template <class T>
 concept FixedColumnType = std::apply(
-   []<class... V>(const Internal::ColumnType<V>&... each) { return ((std::same_as<T, V> && !each.hasSlot) || ...); }, Internal::columnTypes);
+   []<class... V>(const Internal::ColumnType<V>&... type) { return ((std::same_as<T, V> && !type.hasSlot) || ...); },
+   Internal::columnTypes);
 
 } // namespace Zorva
 
