@@ -9,7 +9,7 @@ constinit thread_local BaseRowCounters BaseRow::baseRowCounters;
 std::string BaseRow::toString() const
 {
    if (isNull())
-      return std::string(nullRowText);
+      return std::string(Internal::nullRowText);
    return "len: " + std::to_string(rowLength()) + ", type: " + std::to_string(rowType());
 }
 
@@ -27,11 +27,11 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
    const vcdType& slots = vcd();
    const std::size_t rowEnd = checkedRowLength();
    for (auto one = slots.begin(); one != slots.end(); ++one) {
-      const Area area = slotAt(*one).area();
+      const Internal::Area area = slotAt(*one).area();
       if (area.isEmpty())
          continue;
-      if (area.faultIn(baseRowLength, rowEnd) != AreaFault::none)
-         throwOutsideBuffer(area.begin, area.length(), rowEnd);
+      if (area.faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none)
+         Internal::throwOutsideBuffer(area.begin, area.length(), rowEnd);
       for (auto other = slots.begin(); other != one; ++other)
          if (area.overlaps(slotAt(*other).area()))
             ZoOutOfRange::throwException("the data of the slots at offsets " + std::to_string(*other) + " and " +

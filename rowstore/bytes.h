@@ -24,6 +24,10 @@ inline constexpr std::size_t maxRowLength = 65535;
 /// Size of the row header, and so the offset of every row type's first column.
 inline constexpr len_t zo_contentOffset = 4;
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// Offsets of the header's two fields, each an unsigned 16-bit number.
 inline constexpr len_t rowLengthOffset = 0;
 inline constexpr len_t rowTypeOffset = 2;
@@ -97,4 +101,4 @@ template <class T>
    return *reinterpret_cast<T*>(at);
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -20,6 +20,10 @@ inline constexpr std::size_t maxVariableLength = 32767;
 /// The most elements that an array's 12-bit count can say.
 inline constexpr std::size_t maxArrayElements = 4095;
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// Size of the header in front of an array's elements, in bytes.
 inline constexpr len_t arrayHeaderLength = 2;
 
@@ -48,6 +52,10 @@ struct Area
    }
 };
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// One slot: four bytes without alignment. Its members alone shift and mask.
 class ZORVA_EXPORT VColType
 {
@@ -57,22 +65,22 @@ public:
    VColType(len_t dataOffset, len_t dataLength, bool isArray) noexcept { fieldsAre(dataOffset, dataLength, isArray); }
 
    /// Offset of the data from the row's header; without meaning while the slot is empty.
-   len_t dataOffset() const noexcept { return load<len_t>(bytes_); }
+   len_t dataOffset() const noexcept { return Internal::load<len_t>(bytes_); }
 
    /// Length of the data in bytes, 0 for an empty slot.
-   len_t dataLength() const noexcept { return load<len_t>(bytes_ + 2) & lengthMask; }
+   len_t dataLength() const noexcept { return Internal::load<len_t>(bytes_ + 2) & lengthMask; }
 
-   bool isArray() const noexcept { return (load<len_t>(bytes_ + 2) & arrayBit) != 0; }
+   bool isArray() const noexcept { return (Internal::load<len_t>(bytes_ + 2) & arrayBit) != 0; }
    bool isEmpty() const noexcept { return dataLength() == 0; }
-   Area area() const noexcept { return {dataOffset(), std::size_t{dataOffset()} + dataLength()}; }
+   Internal::Area area() const noexcept { return {dataOffset(), std::size_t{dataOffset()} + dataLength()}; }
 
-   void dataOffsetIs(len_t offset) noexcept { store<len_t>(bytes_, offset); }
+   void dataOffsetIs(len_t offset) noexcept { Internal::store<len_t>(bytes_, offset); }
 
    /// Writes all three fields; `length` is at most maxVariableLength.
    void fieldsAre(len_t offset, len_t length, bool isArray) noexcept
    {
       dataOffsetIs(offset);
-      store<len_t>(bytes_ + 2, static_cast<len_t>((length & lengthMask) | (isArray ? arrayBit : 0)));
+      Internal::store<len_t>(bytes_ + 2, static_cast<len_t>((length & lengthMask) | (isArray ? arrayBit : 0)));
    }
 
    /// Offset and length become 0, the array bit stays.
@@ -85,6 +93,10 @@ private:
    unsigned char bytes_[4] = {};
 };
 static_assert(sizeof(VColType) == 4 && alignof(VColType) == 1);
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// The length in bytes of the data of an array of `count` elements of `elementSize` bytes: 0 for none.
 [[nodiscard]] constexpr std::size_t arrayDataLength(std::size_t count, std::size_t elementSize) noexcept
@@ -127,4 +139,4 @@ inline bool mayStoreArray(std::size_t count, std::size_t elementSize)
    return true;
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -8,7 +8,7 @@
 #include "platform/zorva/zorvaDB.h"
 #include "rowstore/baseRow.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// The value of a cached id that is not yet known.
 inline constexpr len_t unknownRowType = 65535;
@@ -48,4 +48,4 @@ void requireRowType(const R& row)
       throwBadCast(found, expected, row.rowPosition());
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

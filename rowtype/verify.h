@@ -71,6 +71,10 @@ struct RowCheck
    friend constexpr bool operator==(const RowCheck&, const RowCheck&) noexcept = default;
 };
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// The row under examination: its columns, and its header `base` bytes from the first of all bytes given.
 struct ExaminedRow
 {
@@ -156,6 +160,10 @@ inline RowCheck checkRow(const ExaminedRow& row, std::size_t available)
    return {};
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// Whether `bytes` are exactly one row of the type Row, fit for every operation once adoptRow has given it and its
 /// nested rows their type ids; with `rowType`, also whether it carries that id. Throws nothing.
 template <class Row>
@@ -163,15 +171,19 @@ RowCheck verifyRow(std::span<const unsigned char> bytes, std::optional<len_t> ro
 {
    if (bytes.size() > maxRowLength)
       return {RowFault::tooLong, 0};
-   const RowCheck check = checkRow({Row::columns_.columns, bytes, 0, 0}, bytes.size());
+   const RowCheck check = Internal::checkRow({Row::columns_.columns, bytes, 0, 0}, bytes.size());
    if (!check.ok())
       return check;
-   if (load<len_t>(bytes.data() + rowLengthOffset) < bytes.size())
-      return {RowFault::bytesBeyondLength, rowLengthOffset};
-   if (rowType && load<len_t>(bytes.data() + rowTypeOffset) != *rowType)
-      return {RowFault::otherType, rowTypeOffset};
+   if (Internal::load<len_t>(bytes.data() + Internal::rowLengthOffset) < bytes.size())
+      return {RowFault::bytesBeyondLength, Internal::rowLengthOffset};
+   if (rowType && Internal::load<len_t>(bytes.data() + Internal::rowTypeOffset) != *rowType)
+      return {RowFault::otherType, Internal::rowTypeOffset};
    return {};
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// Gives the rows nested in a row that nobody else holds, whose columns are `columns`, this process's type ids.
 inline void adoptNestedRows(const BaseRow& row, std::span<const Column> columns)
@@ -203,4 +215,4 @@ Row adoptRow(std::span<const unsigned char> bytes)
    return Row(std::move(row));
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal
