@@ -3,9 +3,7 @@
 // so neither state nor exceptions are in play; everything else is for the stream's own operators:
 //
 //    if (char* const at = roomForText(os, text.size()))
-//       if (!text.empty()) // memcpy() takes no null pointer
-      std::memcpy(at, text.data(), text.size());
-   placeIs(os, at + text.size());
+//       placeIs(os, std::ranges::copy(text, at).out);
 //    else
 //       os << text;
 //
