@@ -89,7 +89,7 @@ std::vector<Entry> freeEntries(unsigned bits)
 // A byte beside each entry says whether it is free, and else seven bits of its hash. Probing reads these bytes, which
 // stay in the cache where the entries do not, eight at once and almost without a branch that depends on them: filing a
 // row waits for no entry, finding one for hardly any but its own.
-struct Table::Impl
+struct __attribute__((visibility("hidden"))) Table::Impl
 {
    explicit Impl(const std::string& typeName) : rowTypeName_(typeName)
    {
