@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "embedded/registry.h"
-#include "rowtype/typeId.h"
 
 namespace Zorva::Embedded {
 
@@ -171,7 +170,7 @@ struct __attribute__((visibility("hidden"))) Table::Impl
       const std::uint32_t hash = hashOf(row);
       const len_t type = row.rowType();
       if (rowType_ && type != *rowType_)
-         throwBadCast(type, *rowType_, row.rowPosition());
+         Internal::throwBadCast(type, *rowType_, row.rowPosition());
       std::size_t at = probe(row, hash);
       if (tags_[at] != freeTag)
          return &entries_[at];

@@ -43,7 +43,7 @@ void appendRow(std::string& text, const Row& row)
       if (column.type != Zorva::Type::arrayOfU32)
          continue;
       const auto& slot = *reinterpret_cast<const Zorva::VColType*>(&rowBytes[column.offset]);
-      if (slot.dataLength() >= Zorva::arrayHeaderLength)
+      if (slot.dataLength() >= Zorva::Internal::arrayHeaderLength)
          bytes.at(slot.dataOffset() + 1U) &= EcmpMemberListRow::Array::countMask >> 8;
    }
    text += Row::rowTypeName() + ' ' + std::to_string(bytes.size()) + ' ' + checksum(bytes) + '\n' + bytes + '\n';

@@ -52,7 +52,7 @@ public:
       iterator() noexcept = default;
       explicit iterator(const unsigned char* at) noexcept : at_(at) {}
 
-      T operator*() const noexcept { return load<T>(at_); }
+      T operator*() const noexcept { return Internal::load<T>(at_); }
       T operator[](difference_type n) const noexcept { return *(*this + n); }
 
       iterator& operator+=(difference_type n) noexcept
@@ -88,7 +88,7 @@ public:
    /// for a header.
    ArrayReference(const unsigned char* data, len_t dataLength) noexcept
    {
-      if (dataLength >= arrayHeaderLength) {
+      if (dataLength >= Internal::arrayHeaderLength) {
          header_ = data;
          dataLength_ = dataLength;
       }
@@ -99,15 +99,15 @@ public:
    {
       if (index >= size()) [[unlikely]]
          ZoOutOfRange::throwException("Invalid Index");
-      return load<T>(header_ + arrayHeaderLength + index * sizeof(T));
+      return Internal::load<T>(header_ + Internal::arrayHeaderLength + index * sizeof(T));
    }
 
    std::size_t size() const noexcept
    {
       if (header_ == nullptr)
          return 0;
-      const std::size_t held = (dataLength_ - std::size_t{arrayHeaderLength}) / sizeof(T);
-      return std::min<std::size_t>(load<len_t>(header_) & countMask, held);
+      const std::size_t held = (dataLength_ - std::size_t{Internal::arrayHeaderLength}) / sizeof(T);
+      return std::min<std::size_t>(Internal::load<len_t>(header_) & countMask, held);
    }
 
    bool empty() const noexcept { return size() == 0; }
@@ -124,7 +124,7 @@ public:
    {
       if (header_ == nullptr)
          return {};
-      return {header_ + arrayHeaderLength, size() * sizeof(T)};
+      return {header_ + Internal::arrayHeaderLength, size() * sizeof(T)};
    }
 
    /// A copy of the elements.
@@ -166,7 +166,7 @@ inline std::string ArrayReference<T>::toString() const
    std::string text(2 + elements.size() / sizeof(T) * widest, '[');
    char* at = text.data() + 1;
    for (std::size_t i = 0; i < elements.size(); i += sizeof(T)) {
-      at = putDecimal(at, load<T>(elements.data() + i));
+      at = Internal::putDecimal(at, Internal::load<T>(elements.data() + i));
       *at++ = ',';
    }
    if (!elements.empty())
@@ -201,6 +201,10 @@ std::string BaseRow::aryColumnToString(len_t offset) const
    return arrayColumn<T>(offset).toString();
 }
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
 template <class T>
 inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
@@ -209,6 +213,10 @@ inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
    store<len_t>(at, static_cast<len_t>((load<len_t>(at) & keptBits) | value.size()));
    std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
 }
+
+} // namespace Zorva::Internal
+
+namespace Zorva {
 
 template <class T, ContiguousRangeOf<T> R>
 inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
@@ -236,15 +244,15 @@ void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> v
 {
    requireBuffer();
    requireWritable();
-   if (!mayStoreArray(value.size(), sizeof(T)))
+   if (!Internal::mayStoreArray(value.size(), sizeof(T)))
       return;
    if (value.empty()) {
       slotAt(offset).empty();
       return;
    }
-   const auto length = static_cast<len_t>(arrayDataLength(value.size(), sizeof(T)));
+   const auto length = static_cast<len_t>(Internal::arrayDataLength(value.size(), sizeof(T)));
    const len_t place = makeFreeSpace(slotAt(offset), length, fdLen);
-   storeArray(header() + place, value);
+   Internal::storeArray(header() + place, value);
    slotAt(offset).fieldsAre(place, length, true);
 }
 

@@ -43,8 +43,16 @@ concept ContiguousRangeOf = std::ranges::contiguous_range<const R> && std::range
 /// The offsets of a row type's variable-column-table slots, in column order.
 using vcdType = std::vector<len_t>;
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// The text of a null row, of whatever type.
 inline constexpr std::string_view nullRowText = "len: 0, NULL";
+
+} // namespace Zorva::Internal
+
+namespace Zorva {
 
 class ZORVA_EXPORT BaseRow
 {
@@ -64,8 +72,8 @@ public:
    {
       if (len < zo_contentOffset) [[unlikely]]
          Internal::contractViolated("len >= zo_contentOffset", {__LINE__, __PRETTY_FUNCTION__});
-      checkInside(0, len, capacity);
-      store<len_t>(rowBuf_->data() + rowLengthOffset, len);
+      Internal::checkInside(0, len, capacity);
+      Internal::store<len_t>(rowBuf_->data() + Internal::rowLengthOffset, len);
       ++baseRowCounters.lengthCtor;
    }
 
@@ -174,18 +182,18 @@ public:
    }
 
    /// The row length in the header, in bytes. Throws ZoNullRow.
-   len_t rowLength() const { return readColumn<len_t>(rowLengthOffset); }
+   len_t rowLength() const { return readColumn<len_t>(Internal::rowLengthOffset); }
 
    /// The row type id in the header. Throws ZoNullRow.
-   len_t rowType() const { return readColumn<len_t>(rowTypeOffset); }
+   len_t rowType() const { return readColumn<len_t>(Internal::rowTypeOffset); }
 
    /// Writes the row length into the current buffer, in place, without a private copy: every row that shares the
    /// buffer sees it, so call it only on a buffer that the row owns alone. Throws ZoPermissionViolation, then
    /// ZoNullRow.
-   BaseRow& rowLengthIs(len_t len) { return headerFieldIs(rowLengthOffset, len); }
+   BaseRow& rowLengthIs(len_t len) { return headerFieldIs(Internal::rowLengthOffset, len); }
 
    /// Writes the row type id, like rowLengthIs.
-   BaseRow& rowTypeIs(len_t type) { return headerFieldIs(rowTypeOffset, type); }
+   BaseRow& rowTypeIs(len_t type) { return headerFieldIs(Internal::rowTypeOffset, type); }
 
    /// The row's own bytes, row length many. Valid until the row or a sole owner of its buffer changes. Throws
    /// ZoNullRow, and ZoOutOfRange when the row length is below 4 or reaches outside the buffer.
@@ -220,7 +228,7 @@ public:
    template <FixedColumnType T>
    T readColumn(len_t offset) const
    {
-      return load<T>(checkedBytes(offset, sizeof(T)));
+      return Internal::load<T>(checkedBytes(offset, sizeof(T)));
    }
 
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
@@ -329,8 +337,8 @@ protected:
    [[gnu::always_inline]] T readColumn(len_t offset, len_t fixedLength) const
    {
       requireBuffer();
-      if (isInside(rowOffset_, fixedLength, rowBuf_->length())) [[likely]]
-         return load<T>(header() + offset);
+      if (Internal::isInside(rowOffset_, fixedLength, rowBuf_->length())) [[likely]]
+         return Internal::load<T>(header() + offset);
       return readColumn<T>(offset);
    }
 
@@ -387,7 +395,7 @@ protected:
    /// As checkedBytes, of a row that has a buffer.
    unsigned char* checkedBytesOfBuffer(std::uint32_t offset, std::uint32_t width) const
    {
-      if (!isInside(rowOffset_, std::size_t{offset} + width, rowBuf_->length())) [[unlikely]]
+      if (!Internal::isInside(rowOffset_, std::size_t{offset} + width, rowBuf_->length())) [[unlikely]]
          throwOutside(offset, width);
       return header() + offset;
    }
@@ -397,8 +405,8 @@ protected:
    {
       const len_t length = rowLength();
       if (length < zo_contentOffset) [[unlikely]]
-         throwLengthBelowHeader(length);
-      checkInside(rowOffset_, length, rowBuf_->length());
+         Internal::throwLengthBelowHeader(length);
+      Internal::checkInside(rowOffset_, length, rowBuf_->length());
       return length;
    }
 
@@ -434,7 +442,7 @@ private:
 
    [[noreturn]] [[gnu::noinline]] void throwOutside(std::uint32_t offset, std::uint32_t width) const
    {
-      throwOutsideBuffer(std::size_t{rowOffset_} + offset, width, rowBuf_->length());
+      Internal::throwOutsideBuffer(std::size_t{rowOffset_} + offset, width, rowBuf_->length());
    }
 
    [[noreturn]] [[gnu::noinline]] static void throwReadOnly()
@@ -453,7 +461,7 @@ private:
    {
       requireWritable();
       requireBuffer();
-      store<len_t>(checkedBytesOfBuffer(offset, sizeof value), value);
+      Internal::store<len_t>(checkedBytesOfBuffer(offset, sizeof value), value);
       return *this;
    }
 };
@@ -482,8 +490,8 @@ public:
 
 inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
 {
-   checkInside(0, zo_contentOffset, bytes.size());
-   const len_t length = load<len_t>(bytes.data() + rowLengthOffset);
+   Internal::checkInside(0, zo_contentOffset, bytes.size());
+   const len_t length = Internal::load<len_t>(bytes.data() + Internal::rowLengthOffset);
    if (length != bytes.size())
       ZoOutOfRange::throwException("row length " + std::to_string(length) + " in the header of " +
                                    std::to_string(bytes.size()) + " bytes");

@@ -24,6 +24,10 @@ inline constexpr std::size_t maxRowLength = 65535;
 /// Size of the row header, and so the offset of every row type's first column.
 inline constexpr len_t zo_contentOffset = 4;
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// Offsets of the header's two fields, each an unsigned 16-bit number.
 inline constexpr len_t rowLengthOffset = 0;
 inline constexpr len_t rowTypeOffset = 2;
@@ -42,6 +46,14 @@ static_assert(std::endian::native == std::endian::little, "row bytes are little-
 [[noreturn]] [[gnu::noinline]] inline void throwLengthBelowHeader(std::size_t length)
 {
    ZoOutOfRange::throwException("row length " + std::to_string(length) + " is shorter than the row header");
+}
+
+/// Throws ZoBadCast for a row of the type `found`, whose header lies at `position` in its buffer, where one of the type
+/// `expected` was wanted.
+[[noreturn]] [[gnu::noinline]] inline void throwBadCast(len_t found, len_t expected, len_t position)
+{
+   ZoBadCast::throwException("row type " + std::to_string(found) + " does not match row type " +
+                             std::to_string(expected) + " " + std::to_string(position));
 }
 
 /// Whether `length` bytes from `start` on lie inside `available` bytes. Wide, so nothing wraps, and signed, so that one
@@ -89,4 +101,4 @@ template <class T>
    return *reinterpret_cast<T*>(at);
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -21,6 +22,10 @@ class ArrayReference;
 /// What a column holds.
 enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// One type of columns, whose values are V in C++: of arrays the view, of nested rows the generic row.
 template <class V>
 struct ColumnType
@@ -32,6 +37,7 @@ struct ColumnType
    std::string_view name; ///< in a type signature, where an array is listed with its element type
    std::string_view kind; ///< in a listing of a row's bytes
    bool hasSlot = false;
+   bool isNumber = std::integral<V> && !std::same_as<V, bool>;
 };
 
 /// All of them, in the order of Type.
@@ -58,16 +64,24 @@ constexpr TypeFacts factsOf(Type type) noexcept
 {
    constexpr auto facts = std::apply(
       [](const auto&... each) {
-         return std::array{TypeFacts{each.type, each.width, each.name, each.kind, each.hasSlot}...};
+         return std::array{TypeFacts{each.type, each.width, each.name, each.kind, each.hasSlot, each.isNumber}...};
       },
       columnTypes);
    return facts[static_cast<std::size_t>(type)];
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// The value types of fixed-width columns.
 template <class T>
 concept FixedColumnType = std::apply(
-   []<class... V>(const ColumnType<V>&... each) { return ((std::same_as<T, V> && !each.hasSlot) || ...); }, columnTypes);
+   []<class... V>(const Internal::ColumnType<V>&... each) { return ((std::same_as<T, V> && !each.hasSlot) || ...); }, Internal::columnTypes);
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// Calls use(value) with the value of a fixed column of type `type` that is stored at `at`. Nothing for types with a slot.
 template <class Use>
@@ -100,4 +114,4 @@ constexpr bool fits(const ColumnType<V>& type)
 static_assert(std::apply([](const auto&... each) { return (fits(each) && ...); }, columnTypes),
               "a column is as wide as its value");
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -14,7 +14,7 @@ inline void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
    const T kept = value; // it may lie in the bytes that the private copy gives up
    ensurePrivate();
    requireWritable();
-   store<T>(checkedBytesOfBuffer(offset, sizeof(T)), kept);
+   Internal::store<T>(checkedBytesOfBuffer(offset, sizeof(T)), kept);
 }
 
 template <std::same_as<EthAddr> T>
@@ -23,7 +23,7 @@ inline void BaseRow::getColumn(len_t offset, T& out) const
    if (isNull())
       setToNull<T>(out);
    else
-      out = load<T>(checkedBytesOfBuffer(offset, sizeof(T)));
+      out = Internal::load<T>(checkedBytesOfBuffer(offset, sizeof(T)));
 }
 
 inline bool BaseRow::clear(len_t fdLen)
@@ -35,7 +35,7 @@ inline bool BaseRow::clear(len_t fdLen)
       return false;
    }
    requireWritable();
-   checkedBytesOfBuffer(rowLengthOffset, sizeof fdLen); // written in any case, however few bytes are cleared
+   checkedBytesOfBuffer(Internal::rowLengthOffset, sizeof fdLen); // written in any case, however few bytes are cleared
    if (mayWriteInPlace())
       std::memset(header(), 0, fdLen);
    else

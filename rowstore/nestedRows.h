@@ -4,6 +4,7 @@
 #pragma once
 
 #include "rowstore/baseRow.h"
+#include "rowstore/nestingDepth.h"
 
 namespace Zorva {
 
@@ -21,6 +22,10 @@ void BaseRow::getColumnStruct(len_t offset, R& out) const
    out = BaseRow(std::move(view));
 }
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// A null row of type R.
 template <class R>
 R nullRow()
@@ -29,12 +34,16 @@ R nullRow()
    return R(null);
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// A view of the row nested in a column, as a row of type R; null when there is none. Throws ZoBadCast for a row of
 /// another type.
 template <class R>
 R nestedRow(const BaseRow& row, len_t offset)
 {
-   R nested = nullRow<R>();
+   R nested = Internal::nullRow<R>();
    row.getColumnStruct<R>(offset, nested);
    return nested;
 }
@@ -42,8 +51,14 @@ R nestedRow(const BaseRow& row, len_t offset)
 template <std::derived_from<BaseRow> R>
 std::uint64_t BaseRow::columnHash(len_t offset) const
 {
-   return nestedRow<R>(*this, offset).R::rowHash();
+   const R nested = nestedRow<R>(*this, offset);
+   const Internal::NestingLevel level(!nested.isNull());
+   return nested.R::rowHash();
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// The rows nested in one column of two rows, the left one as a row of type R. Both objects are made before either
 /// column is read.
@@ -60,19 +75,27 @@ struct NestedPair
    BaseRow others;
 };
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   const NestedPair<R> nested(*this, offset, other, otherOffset);
-   return !nested.mine.isNull() && !nested.others.isNull() && nested.mine.R::rowEqual(nested.others);
+   const Internal::NestedPair<R> nested(*this, offset, other, otherOffset);
+   if (nested.mine.isNull() || nested.others.isNull())
+      return false;
+   const Internal::NestingLevel level;
+   return nested.mine.R::rowEqual(nested.others);
 }
 
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
-   const NestedPair<R> nested(*this, offset, other, otherOffset);
+   const Internal::NestedPair<R> nested(*this, offset, other, otherOffset);
    if (nested.mine.isNull() || nested.others.isNull())
       return nested.mine.isNull() && !nested.others.isNull();
+   const Internal::NestingLevel level;
    return nested.mine.R::rowLess(nested.others);
 }
 

@@ -13,18 +13,18 @@ namespace Zorva {
 
 inline VColType BaseRow::slotAt(len_t offset) const
 {
-   return load<VColType>(checkedBytes(offset, sizeof(VColType)));
+   return Internal::load<VColType>(checkedBytes(offset, sizeof(VColType)));
 }
 
 inline VColType& BaseRow::slotAt(len_t offset)
 {
    requireBuffer();
-   return inPlace<VColType>(checkedBytesOfBuffer(offset, sizeof(VColType)));
+   return Internal::inPlace<VColType>(checkedBytesOfBuffer(offset, sizeof(VColType)));
 }
 
 inline void BaseRow::updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray)
 {
-   if (!mayStoreData(length, isArray))
+   if (!Internal::mayStoreData(length, isArray))
       return;
    requireWritable();
    slotAt(offset).fieldsAre(dataOffset, length, isArray);
@@ -38,8 +38,8 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
       const VColType slot = slotAt(offset);
       if (offset == emptied || slot.isEmpty())
          continue;
-      if (slot.dataOffset() < baseRowLength || slot.dataOffset() + slot.dataLength() > rowEnd) [[unlikely]]
-         throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
+      if (slot.area().faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none) [[unlikely]]
+         Internal::throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
       total += slot.dataLength();
    }
    return total;
@@ -52,7 +52,7 @@ inline len_t BaseRow::makeFreeSpace(VColType& slot, len_t length, len_t baseRowL
    requireWritable();
    const len_t rowEnd = checkedRowLength();
    const auto distance = reinterpret_cast<std::uintptr_t>(&slot) - reinterpret_cast<std::uintptr_t>(header());
-   checkInside(std::min<std::uintptr_t>(distance, maxRowLength), sizeof(VColType), rowEnd);
+   Internal::checkInside(std::min<std::uintptr_t>(distance, maxRowLength), sizeof(VColType), rowEnd);
    const auto slotOffset = static_cast<len_t>(distance); // survives a move of the block, the reference does not
 
    const len_t current = slot.dataLength();
@@ -95,7 +95,7 @@ inline void BaseRow::compactRow(len_t baseRowLength)
 {
    ensurePrivate();
    requireWritable();
-   checkInside(0, baseRowLength, checkedRowLength());
+   Internal::checkInside(0, baseRowLength, checkedRowLength());
    compactedLength(0, baseRowLength); // refuses slots that lie
    const len_t length = compactVariableData(baseRowLength);
    checkedBytesOfBuffer(0, length);

@@ -23,9 +23,6 @@
 
 namespace Zorva {
 
-/// Rows nested within rows, at most.
-inline constexpr unsigned maxNestingDepth = 16;
-
 /// Marks the key column of a table.
 struct KeyMark
 {
@@ -47,10 +44,10 @@ struct Column
    constexpr bool isKey() const noexcept { return mark.isKey; }
 
    /// Whether the fixed part holds a slot, and the data lies elsewhere.
-   constexpr bool isVariable() const noexcept { return factsOf(type).hasSlot; }
+   constexpr bool isVariable() const noexcept { return Internal::factsOf(type).hasSlot; }
 
    /// Bytes that the column takes in the fixed part.
-   constexpr len_t width() const noexcept { return factsOf(type).width; }
+   constexpr len_t width() const noexcept { return Internal::factsOf(type).width; }
 
    constexpr len_t end() const noexcept { return static_cast<len_t>(offset + width()); }
 };
@@ -69,6 +66,10 @@ struct NestedType
    std::string (*toJson)(const BaseRow& row, len_t offset); ///< "null" when the column holds no row
 };
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// A column's name as a template argument: get<"genId">().
 template <std::size_t N>
 struct ColumnName
@@ -78,6 +79,10 @@ struct ColumnName
 
    char characters[N];
 };
+
+} // namespace Zorva::Internal
+
+namespace Zorva {
 
 /// The columns of one row type, laid out.
 template <std::size_t N>
@@ -132,6 +137,10 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
    return table;
 }
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 template <std::size_t... I, class Use>
 [[gnu::always_inline]] constexpr decltype(auto) withConstants(Use&& use, std::index_sequence<I...>)
 {
@@ -175,14 +184,22 @@ constexpr void useSignature(const ColumnTable<N>& table, Use&& use)
    use("\"}");
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// The type signature's length, in characters.
 template <std::size_t N>
 consteval std::size_t typeSignatureLength(const ColumnTable<N>& table)
 {
    std::size_t length = 0;
-   useSignature(table, [&](std::string_view piece) { length += piece.size(); });
+   Internal::useSignature(table, [&](std::string_view piece) { length += piece.size(); });
    return length;
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 template <std::size_t N>
 std::string typeSignature(const ColumnTable<N>& table)
@@ -192,4 +209,4 @@ std::string typeSignature(const ColumnTable<N>& table)
    return text;
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -8,7 +8,6 @@
 #include <iterator>
 
 #include "rowtype/columnTable.h"
-#include "rowtype/nestingDepth.h"
 
 namespace Zorva {
 
@@ -24,6 +23,10 @@ namespace Zorva {
    return hash + 0xE6546B64;
 }
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// Folds an array element into `seed`: the golden-ratio step of boost::hash_combine in 64 bits.
 inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
 {
@@ -32,15 +35,23 @@ inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
    seed ^= (seed << 6) + (seed >> 2) + element;
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// What an array column feeds into a row hash: its elements folded in order, the low 32 bits of the result. 0 for an
 /// empty array.
 [[nodiscard]] inline std::uint64_t arrayColumnHash(const ArrayReference<std::uint32_t>& array) noexcept
 {
    std::uint64_t seed = 0;
    for (const std::uint32_t element : array)
-      foldElement(seed, element);
+      Internal::foldElement(seed, element);
    return static_cast<std::uint32_t>(seed);
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// What two array columns feed into a row hash. Neither fold waits for the other: together they take the time of one.
 [[nodiscard]] inline std::array<std::uint64_t, 2> arrayColumnHashes(const ArrayReference<std::uint32_t>& a,
@@ -119,7 +130,6 @@ void putHashValue(const BaseRow& row, const unsigned char* fixed, std::array<std
       if constexpr (I == 0 || !beginsArrayPair<Table, I - 1>())
          values[I] = arrayColumnHash(row.arrayColumn<std::uint32_t>(column.offset));
    } else if constexpr (column.type == Type::row) {
-      const Internal::NestingLevel level;
       values[I] = column.nested->hash(row, column.offset);
    } else {
       values[I] = hashValue<ValueOf<column.type>>(fixed + column.offset);
@@ -162,7 +172,7 @@ bool columnOrRunEqual(const BaseRow& a, const unsigned char* fixedA, const BaseR
    if constexpr (column.type == Type::arrayOfU32)
       return a.arrayColumnEqual<std::uint32_t>(column.offset, b, column.offset);
    else if constexpr (column.type == Type::row)
-      return Internal::NestingLevel(), column.nested->equal(a, column.offset, b, column.offset);
+      return column.nested->equal(a, column.offset, b, column.offset);
    else if constexpr (runEnd != 0)
       return std::memcmp(fixedA + column.offset, fixedB + column.offset, runEnd - column.offset) == 0;
    else
@@ -203,8 +213,7 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
       if constexpr (column.type == Type::arrayOfU32) {
          ZoNotSupported::throwException("column less not supported for arrays");
       } else if constexpr (column.type == Type::row) {
-         const Internal::NestingLevel level;
-         if (column.nested->equal(a, column.offset, b, column.offset))
+            if (column.nested->equal(a, column.offset, b, column.offset))
             return false;
          less = column.nested->less(a, column.offset, b, column.offset);
          return true;
@@ -220,4 +229,4 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
    return less;
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

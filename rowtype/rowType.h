@@ -21,7 +21,7 @@
 #define ZORVA_JOIN(a, b) ZORVA_JOIN_EXPANDED(a, b)
 #define ZORVA_JOIN_EXPANDED(a, b) a##b
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// A value that converts to its own type only, so that an accessor neither widens nor narrows its column's.
 template <class T>
@@ -40,4 +40,4 @@ struct Exactly
 template <const auto& Table>
 using KeyOf = ValueOf<Table.keyColumn().type>;
 
-} // namespace Zorva
+} // namespace Zorva::Internal

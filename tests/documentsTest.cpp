@@ -18,10 +18,10 @@ std::string told(const BaseRow& row)
       {"moved", [](auto typed) { return std::to_string(typed.compactVariableData(Row::baseRowLength_)); }}, // in place
    };
    std::string all = Zorva::describeRow<Row>(row);
-   for (const auto& [name, fact] : facts) {
+   for (const auto& fact : facts) {
       std::string value;
-      const std::string end = failureOf([&] { value = fact(row); });
-      all += name + ": " + (end == "none" ? value : end) + '\n';
+      const std::string end = failureOf([&] { value = fact.second(row); });
+      all += fact.first + ": " + (end == "none" ? value : end) + '\n';
    }
    return all;
 }

@@ -62,3 +62,42 @@ TEST(NestedRows, WrongTypesAndPlacesAreRefused)
       EXPECT_EQ(countsOf([&] { failureOf([&] { (void)(parent.*compare)(groupSlot, parent, hopSlot); }); }),
                 (Counts{2, 0, 2, 1, 0, 1})); // both objects are made before the first column is refused
 }
+
+// A row type that nests itself.
+extern const Zorva::NestedType linkType;
+constexpr auto linkColumns = Zorva::layOut({{"next", Type::row, {}, &linkType}, {"id", Type::u16}});
+struct Link : BaseRow
+{
+   static constexpr const auto& columns_ = linkColumns;
+   static len_t protRowType() { return 4; }
+   using BaseRow::BaseRow;
+   Link(const BaseRow& row) : BaseRow(row) {}
+   std::string toString() const override { return Zorva::Internal::rowText<columns_>(*this); }
+   std::string toJson() const override { return Zorva::Internal::rowJson<columns_>(*this); }
+   bool rowEqual(const BaseRow& other) const override { return Zorva::Internal::contentEqual<columns_>(*this, other); }
+   bool rowLess(const BaseRow& other) const override { return Zorva::Internal::contentLess<columns_>(*this, other); }
+   std::uint64_t rowHash() const override { return Zorva::Internal::contentHash<columns_>(*this); }
+};
+constinit const Zorva::NestedType linkType = Zorva::nestedType<Link>;
+
+TEST(NestedRows, OperationsGo16Deep)
+{
+   const std::string tooDeep = "Zorva::ZoOutOfRange: rows nested deeper than 16";
+   const Link loop(rowOf("0a 00 04 00 | 00 00 0a 00 | 07 00")); // within itself
+   expectFailure(tooDeep, {[&] { loop.toString(); }, [&] { loop.toJson(); }, [&] { loop.rowHash(); },
+                           [&] { loop.rowEqual(loop); }, [&] { loop.rowLess(loop); }});
+   Bytes bytes;
+   std::string text = "{len: 0, NULL}", json = "null";
+   for (unsigned char id = 0; id <= 17; ++id) { // each row in front of the one in it
+      const auto length = static_cast<unsigned char>(bytes.size());
+      const Bytes outer{static_cast<unsigned char>(length + 10), 0, 4, 0, 10, 0, length, 0, id, 0};
+      bytes.insert(bytes.begin(), outer.begin(), outer.end());
+      const std::string last = std::to_string(id);
+      text = "{next = " + text + ", id = " + last + '}', json = "{\"next\":" + json + ", \"id\":" + last + '}';
+      const Link row(BaseRow::copyOf(bytes));
+      EXPECT_EQ(failureOf([&] { EXPECT_EQ('{' + row.toString() + '}', text); }), id <= 16 ? "none" : tooDeep);
+      EXPECT_EQ(failureOf([&] { EXPECT_EQ(row.toJson(), json); }), id <= 16 ? "none" : tooDeep);
+      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowEqual(row)); }), id <= 16 ? "none" : tooDeep); // none within the last
+      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowLess(row)); }), id <= 16 ? "none" : tooDeep);
+   }
+}

@@ -96,7 +96,7 @@ TEST(RowTypes, Identity)
    using Zorva::arrayColumnHash;
    using Pair = std::array<std::uint64_t, 2>;
    EXPECT_EQ((Pair{arrayColumnHash(row.member()), arrayColumnHash(other.watch())}), (Pair{0xFB58D153, 0x9E3779B9}));
-   EXPECT_EQ(Zorva::arrayColumnHashes(row.watch(), other.member()), (Pair{0, 0xFB58F049}));
+   EXPECT_EQ(Zorva::Internal::arrayColumnHashes(row.watch(), other.member()), (Pair{0, 0xFB58F049}));
    EXPECT_EQ(tuple(row.hash(), row.rowEqual(other)), tuple(0x80EFAF3848C7880D, false));
    EXPECT_EQ(Halvo::Util::hash("foobar", 6), 0xBF9CF968); // published with the algorithm
    expectFailure(noArrayOrder, {[&] { row.rowLess(other); }});
@@ -106,10 +106,10 @@ TEST(RowTypes, Identity)
 
 TEST(RowTypes, NumbersOfEveryLength)
 {
-   char text[Zorva::longestDecimal];
+   char text[Zorva::Internal::longestDecimal];
    for (std::uint64_t power = 1, last = 0; power > last; last = power, power *= 10)
       for (const std::uint64_t number : {power - 1, power, power + 1})
-         EXPECT_EQ(std::string(text, Zorva::putDecimal(text, number)), std::to_string(number));
+         EXPECT_EQ(std::string(text, Zorva::Internal::putDecimal(text, number)), std::to_string(number));
 }
 
 TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
@@ -174,12 +174,6 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    bad.clear(), full.end = [] { pthread_exit(nullptr); };
    std::thread([&] { bad << dmac; }).join();
    EXPECT_TRUE(bad.bad());
-   // As an operator might leave it:
-   Zorva::PlainStream().os() << std::hex << std::setw(9) << std::setfill('*') << std::setprecision(2);
-   Zorva::PlainStream().os().setstate(std::ios_base::failbit);
-   Zorva::PlainStream next;
-   EXPECT_TRUE(Zorva::isPlain(next.os()) && next.os().precision() == 6);
-   EXPECT_EQ(NexthopInfoRow().toJson().back(), '}');
 }
 
 // A nested row in front of the arrays, of which one stands alone.
@@ -188,7 +182,7 @@ constexpr auto mixedColumns = Zorva::layOut(
 
 TEST(RowTypes, NestedRowsHaveAnOrderAndALoneArrayAHash)
 {
-   using namespace Zorva;
+   using namespace Zorva::Internal;
    const std::string bytes = "48 00 09 00 | 0e 00 34 00 | 42 00 06 80 | 01 00 | " + hopBytes + " | 01 00 07 00*3";
    Exposed<BaseRow> a = rowOf(bytes), b = rowOf(bytes);
    b.header()[64] = 11, b.header()[68] = 8; // the hop's last column, and the element

@@ -20,7 +20,7 @@ alignas(NexthopInfoRow) unsigned char ended[sizeof(NexthopInfoRow)]; // a row wh
 int main()
 {
    BaseRow outer(23 + 52);
-   Zorva::store(const_cast<unsigned char*>(outer.bytes().data()) + 19, 52u << 16 | 23);
+   Zorva::Internal::store(const_cast<unsigned char*>(outer.bytes().data()) + 19, 52u << 16 | 23);
    std::memcpy(const_cast<unsigned char*>(outer.bytes().data()) + 23, hop.bytes().data(), 52);
    static_cast<BaseRow&>(parent) = outer.rowTypeIs(9);
    static_cast<BaseRow&>(view) = Zorva::SubRow(outer, 23);

@@ -18,7 +18,7 @@ struct SharedRow : NexthopInfoRow
 {
    void idIs(std::uint32_t id)
    {
-      Zorva::store(const_cast<unsigned char*>(bytes().data()) + columns_.keyColumn().offset, id);
+      Zorva::Internal::store(const_cast<unsigned char*>(bytes().data()) + columns_.keyColumn().offset, id);
    }
 };
 #else

@@ -13,7 +13,7 @@ namespace Test {
 inline std::string_view heldBytes(const Exposed<BaseRow>& row)
 {
    const std::size_t room = std::max<std::size_t>(row.rowBuf_->length(), row.rowOffset_) - row.rowOffset_;
-   const std::size_t length = room < sizeof(len_t) ? 0 : Zorva::load<len_t>(row.header());
+   const std::size_t length = room < sizeof(len_t) ? 0 : Zorva::Internal::load<len_t>(row.header());
    return {reinterpret_cast<const char*>(row.header()), std::min(length, room)};
 }
 
@@ -22,15 +22,16 @@ inline unsigned turns = 1, turn = 0;
 inline bool isDue() { return ++turn % turns == 0; }
 
 /// The row type's own readers of its fixed columns, which lead its table; TestRow has none.
-template <class Row>
-constexpr tuple readers(&Row::genId, &Row::entryHandle, &Row::valid, &Row::entryId, &Row::id);
+template <class R>
+constexpr auto readers = tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
 template <>
-constexpr tuple readers<NexthopInfoRow>(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle, &NexthopInfoRow::valid,
-                                        &NexthopInfoRow::entryId, &NexthopInfoRow::id, &NexthopInfoRow::portId,
-                                        &NexthopInfoRow::dmac, &NexthopInfoRow::smac, &NexthopInfoRow::drop,
-                                        &NexthopInfoRow::encapType, &NexthopInfoRow::encapId);
+constexpr auto readers<TestRow> = tuple();
 template <>
-constexpr tuple readers<TestRow>{};
+constexpr auto readers<NexthopInfoRow> = tuple(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle,
+                                               &NexthopInfoRow::valid, &NexthopInfoRow::entryId, &NexthopInfoRow::id,
+                                               &NexthopInfoRow::portId, &NexthopInfoRow::dmac, &NexthopInfoRow::smac,
+                                               &NexthopInfoRow::drop, &NexthopInfoRow::encapType,
+                                               &NexthopInfoRow::encapId);
 
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
@@ -73,12 +74,12 @@ void useRow(const Exposed<Row>& row, bool sound)
    };
    const auto compare = [&](const Row& a, const Row& b) {
       attempt([&] { return a.rowEqual(b) + 2u * a.BaseRow::rowEqual(b); });
-      attempt([&] { return a.rowLess(b) + 2u * Zorva::keyEqual<Row::columns_>(a, b); });
+      attempt([&] { return a.rowLess(b) + 2u * Zorva::Internal::keyEqual<Row::columns_>(a, b); });
    };
    const auto useColumn = [&](auto index) {
       constexpr Zorva::Column column = Row::columns_.columns[index];
       constexpr len_t at = column.offset;
-      using Value = Zorva::ValueOf<column.type>;
+      using Value = Zorva::Internal::ValueOf<column.type>;
       if constexpr (column.type == Type::arrayOfU32) {
          attempt([&] { return std::ranges::count(row.template arrayColumn<unsigned>(at), 7u) >= 0; });
          change([](auto& changed) { changed.template setColumn<unsigned>(at, upTo(9), Row::baseRowLength_); });
@@ -96,7 +97,7 @@ void useRow(const Exposed<Row>& row, bool sound)
          // The type's own reader gives the column's bytes, and refuses those outside the buffer, no others.
          const std::size_t begin = std::size_t{row.rowOffset_} + at, length = row.rowBuf_->length();
          const bool isInside = begin + column.width() <= length;
-         const Value stored = isInside ? Zorva::load<Value>(row.header() + at) : Value();
+         const Value stored = isInside ? Zorva::Internal::load<Value>(row.header() + at) : Value();
          Value value{};
          const std::string end = failureOf([&] {
             if constexpr (index < std::tuple_size_v<decltype(readers<Row>)>)
@@ -112,13 +113,13 @@ void useRow(const Exposed<Row>& row, bool sound)
    attempt([&] { return row.toString().size() + row.BaseRow::toString().size(); });
    attempt([&] { return row.toJson().size(); });
    attempt([&] { return Zorva::describeRow<Row>(row).size(); });
-   attempt([&] { return row.rowHash() + Zorva::keyHash<Row::columns_>(row); });
+   attempt([&] { return row.rowHash() + Zorva::Internal::keyHash<Row::columns_>(row); });
    attempt([&] { return Row(row.clone()).rowEqual(row); });
    attempt([&] { return Zorva::verifyRow<Row>(row.bytes()).offset; });
    compare(row, Row()), compare(Row(), row), compare(row, row);
    change([](auto& changed) { changed.clearRow(); });
    change([](auto& changed) { changed.BaseRow::clearRow(); });
-   Zorva::withColumns<Row::columns_>([&](auto... indices) { (useColumn(indices), ...); });
+   Zorva::Internal::withColumns<Row::columns_>([&](auto... indices) { (useColumn(indices), ...); });
    if (heldBytes(row) != before)
       throw std::logic_error("a change of a copy changed the row");
 }
@@ -128,7 +129,7 @@ template <class Row>
 void useBytes(const Bytes& bytes, len_t position = 0)
 {
    if (Zorva::verifyRow<Row>(bytes).ok())
-      return useRow<Row>(Zorva::adoptRow<Row>(bytes), true);
+      return useRow<Row>(Zorva::Internal::adoptRow<Row>(bytes), true);
    Exposed<Row> forced{BaseRow()};
    forced.rowBuf_ = Zorva::RowBufHandle::copyOf(bytes.data(), static_cast<len_t>(bytes.size()));
    forced.rowOffset_ = position;

@@ -5,29 +5,38 @@
 
 #include <string>
 
-#include "rowtype/columnTable.h"
+#include "platform/zorva/exceptions.h"
+
+namespace Zorva {
+
+/// Rows nested within rows, at most.
+inline constexpr unsigned maxNestingDepth = 16;
+
+} // namespace Zorva
 
 namespace Zorva::Internal {
 
-/// One level further down in the calling thread, for as long as the object lives:
+/// One level further down in the calling thread, for as long as the object lives, where there is a nested row:
 ///
-///    const NestingLevel level;
+///    const NestingLevel level(!nested.isNull());
 ///    return nested.toString();
 class NestingLevel
 {
 public:
-   /// Throws ZoOutOfRange "rows nested deeper than 16" below maxNestingDepth levels, and counts nothing then.
-   NestingLevel()
+   /// Throws ZoOutOfRange "rows nested deeper than 16" for a row below maxNestingDepth levels, and counts nothing then.
+   explicit NestingLevel(bool hasRow = true) : levels_(hasRow ? 1 : 0)
    {
-      if (depth_ == maxNestingDepth) [[unlikely]]
+      if (depth_ + levels_ > maxNestingDepth) [[unlikely]]
          ZoOutOfRange::throwException("rows nested deeper than " + std::to_string(maxNestingDepth));
-      ++depth_;
+      depth_ += levels_;
    }
    NestingLevel(const NestingLevel&) = delete;
    NestingLevel& operator=(const NestingLevel&) = delete;
-   ~NestingLevel() { --depth_; }
+   ~NestingLevel() { depth_ -= levels_; }
 
 private:
+   const unsigned levels_;
+
 #ifdef ZORVA_STATIC_TLS
    [[gnu::tls_model("initial-exec")]]
 #endif
