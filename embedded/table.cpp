@@ -40,7 +40,7 @@ std::uint64_t randomMultiplier()
 
 } // namespace
 
-struct Table::Impl
+struct __attribute__((visibility("hidden"))) Table::Impl
 {
    Impl(const std::string& typeName, std::optional<len_t> type)
       : rowTypeName_(typeName), rowType_(type), index_(keyOps(typeName), randomMultiplier())

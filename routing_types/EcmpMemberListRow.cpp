@@ -3,6 +3,8 @@
 #include "routing_types/EcmpMemberListRowRowOps.h"
 #include "rowtype/rowTypeDefined.h"
 
+#include "routing_types/baseRowInstances.inc"
+
 namespace P4RuntimeRouting {
 
 #define ZORVA_ROW EcmpMemberListRow

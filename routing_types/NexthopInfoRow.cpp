@@ -3,6 +3,8 @@
 #include "routing_types/NexthopInfoRowRowOps.h"
 #include "rowtype/rowTypeDefined.h"
 
+#include "routing_types/baseRowInstances.inc"
+
 namespace P4RuntimeRouting {
 
 #define ZORVA_ROW NexthopInfoRow

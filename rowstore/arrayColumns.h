@@ -159,7 +159,7 @@ inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T
 namespace Zorva {
 
 template <class T>
-std::string ArrayReference<T>::toString() const
+inline std::string ArrayReference<T>::toString() const
 {
    constexpr std::size_t widest = std::numeric_limits<T>::digits10 + 3; // digits, sign and comma of one element
    const std::span<const unsigned char> elements = bytes();

@@ -472,7 +472,7 @@ template <>
 ZORVA_EXPORT void BaseRow::setToNull<EthAddr>(EthAddr& value);
 
 /// The class of a view of a nested row. Adds nothing to BaseRow.
-class ZORVA_EXPORT SubRow : public BaseRow
+class SubRow : public BaseRow
 {
 public:
    /// A view of the row whose header lies `offset` bytes behind the header of `parent`: shares the parent's buffer
