@@ -135,4 +135,6 @@ TEST(Table, SharesWhatItFilesAndRefusesTheRest)
    EXPECT_FALSE(std::ranges::equal(table, other, isSame)); // each has an order of its own
    EXPECT_THROW(table.erase_if([asked = 0](auto&) mutable { return ++asked < 100 ? true : throw asked; }), int);
    EXPECT_EQ(table.size(), 100u);
+   table.clear(), other.clear();
+   EXPECT_EQ(Exposed<BaseRow>(row).rowBuf_.use_count(), 2); // its own and this copy's
 }
