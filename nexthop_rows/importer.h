@@ -1,12 +1,11 @@
 // Turns a kernel's dump into rows and files them in the embedded tables, through the registered row operations.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
-#include <optional>
+#include <utility>
 #include <vector>
 
-#include "embedded/table.h"
+#include "embedded/tableOf.h"
 #include "nexthop_rows/kernelDump.h"
 #include "nexthop_rows/notes.h"
 #include "routing_types/P4RuntimeRoutingEcmpTypes.h"
@@ -33,30 +32,21 @@ enum class EncapType : std::int32_t { notHeld = -1, none = 0, vlan = 1, mpls = 2
 /// and which rows are not valid.
 Tables fileRows(const KernelDump& dump, std::uint64_t genId, Notes& notes);
 
-/// The table's row with the id of `key`, none when there is none.
-template <class Row>
-std::optional<Row> findRow(const Table& table, const Row& key)
-{
-   const Zorva::BaseRow* const row = table.find(key);
-   return row != nullptr ? std::optional<Row>(*row) : std::nullopt;
-}
-
 /// The table's rows in the order of their filing.
 template <class Row>
-std::vector<Row> rowsInOrder(const Table& table)
+std::vector<Row> rowsAsFiled(const Table& table)
 {
-   std::vector<Row> rows(table.begin(), table.end());
-   std::ranges::sort(rows, {}, [](const Row& row) { return std::pair(row.genId(), row.entryId()); });
-   return rows;
+   return Zorva::Embedded::rowsInOrder<Row>(table,
+                                            [](const Row& row) { return std::pair(row.genId(), row.entryId()); });
 }
 
 /// Calls use(row) for every next hop, then for every group, each in the order of their filing.
 template <class Use>
 void forEachRow(const Tables& tables, Use use)
 {
-   for (const auto& row : rowsInOrder<NexthopInfoRow>(tables.nexthops))
+   for (const auto& row : rowsAsFiled<NexthopInfoRow>(tables.nexthops))
       use(row);
-   for (const auto& row : rowsInOrder<EcmpMemberListRow>(tables.groups))
+   for (const auto& row : rowsAsFiled<EcmpMemberListRow>(tables.groups))
       use(row);
 }
 

@@ -96,13 +96,12 @@ template <class Row>
 std::size_t checkRows(const std::string& kind, const Table& table, Notes& notes)
 {
    std::size_t faults = 0;
-   for (const Zorva::BaseRow& row : table) {
+   for (const Row& row : rowsAsFiled<Row>(table)) {
       const Zorva::RowCheck check = Zorva::verifyRow<Row>(row.bytes(), Row::protRowType());
       if (check.ok())
          continue;
       ++faults;
-      const auto id = row.readColumn<std::uint32_t>(Row::columns_.keyColumn().offset);
-      notes.faulty(kind + ' ' + std::to_string(id),
+      notes.faulty(kind + ' ' + std::to_string(row.id()),
                    std::string(text(check.fault)) + " at offset " + std::to_string(check.offset));
    }
    return faults;

@@ -25,12 +25,12 @@ template <class Row>
 std::vector<Change<Row>> changesBetween(const Table& before, const Table& after)
 {
    std::vector<Change<Row>> changes;
-   for (const Row& row : rowsInOrder<Row>(before)) {
+   for (const Row& row : rowsAsFiled<Row>(before)) {
       const std::optional<Row> now = findRow(after, row);
       if (!now || !Row(row).genIdIs(now->genId()).entryIdIs(now->entryId()).rowEqual(*now))
          changes.push_back({row, now});
    }
-   for (const Row& row : rowsInOrder<Row>(after))
+   for (const Row& row : rowsAsFiled<Row>(after))
       if (!before.contains(row))
          changes.push_back({{}, row});
    return changes;

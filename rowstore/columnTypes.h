@@ -70,14 +70,20 @@ constexpr TypeFacts factsOf(Type type) noexcept
    return facts[static_cast<std::size_t>(type)];
 }
 
+/// Whether T is the C++ type of a column without a slot.
+template <class T, class... V>
+consteval bool isFixed(const std::tuple<ColumnType<V>...>& types)
+{
+   return ((std::same_as<T, V> && !std::get<ColumnType<V>>(types).hasSlot) || ...);
+}
+
 } // namespace Zorva::Internal
 
 namespace Zorva {
 
 /// The value types of fixed-width columns.
 template <class T>
-concept FixedColumnType = std::apply(
-   []<class... V>(const Internal::ColumnType<V>&... each) { return ((std::same_as<T, V> && !each.hasSlot) || ...); }, Internal::columnTypes);
+concept FixedColumnType = Internal::isFixed<T>(Internal::columnTypes);
 
 } // namespace Zorva
 

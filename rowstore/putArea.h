@@ -10,6 +10,7 @@
 // A buffer class of one's own cannot tell either, if its xsputn() does what sputc() does, as the language has it.
 #pragma once
 
+#include <cstddef>
 #include <cstring>
 #include <locale>
 #include <ostream>
@@ -71,7 +72,8 @@ inline std::ostream& insertText(std::ostream& os, std::string_view text)
    char* const at = roomForText(os, text.size());
    if (at == nullptr)
       return os << text;
-   std::memcpy(at, text.data(), text.size());
+   if (!text.empty()) // memcpy() takes no null pointer
+      std::memcpy(at, text.data(), text.size());
    placeIs(os, at + text.size());
    return os;
 }

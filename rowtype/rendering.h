@@ -140,7 +140,8 @@ template <const auto& Table, Form form, std::size_t First, std::size_t... I>
    constexpr std::size_t longest =
       (end.text.size() + ... + (label<Table, form, First + I>.text.size() + longestDecimal));
    const auto copyText = [](char* at, std::string_view text) {
-      std::memcpy(at, text.data(), text.size());
+      if (!text.empty()) // memcpy() takes no null pointer
+         std::memcpy(at, text.data(), text.size());
       return at + text.size();
    };
    if (char* at = sizeof...(I) > 0 ? roomForNumbers(os, longest) : roomForText(os, longest)) [[likely]] {

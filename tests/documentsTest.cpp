@@ -14,7 +14,8 @@ std::string told(const BaseRow& row)
       {"text", [](const auto& typed) { return typed.toString(); }},
       {"JSON", [](const auto& typed) { return typed.toJson(); }},
       {"hash", [](const auto& typed) { return std::to_string(typed.rowHash()); }},
-      {"compacted", [](auto typed) { return typed.compact(), std::to_string(typed.rowLength()); }},
+      {"signature", [](const auto&) { return Row::zoTypeSignature(); }},
+      {"compacted", [](auto typed) { return typed.compact(), std::to_string(typed.rowLength()) + typed.toJson(); }},
       {"moved", [](auto typed) { return std::to_string(typed.compactVariableData(Row::baseRowLength_)); }}, // in place
    };
    std::string all = Zorva::describeRow<Row>(row);

@@ -34,23 +34,6 @@ TEST(VariableColumns, EveryByteOfARowThatGrowsAndShrinks)
    check(row = EcmpMemberListRow(0, 0, false, 0, 0, {2}, {3, 4}), "35",
          "25 00 06 80 | 2b 00 0a 80 | 01 00 02 00*3 | 02 00 03 00*3 04 00*3", 53);
    check(row = EcmpMemberListRow(0, 0, false, 0, 0, {}, {}), "25", "00*8", 41);
-}
-
-TEST(VariableColumns, FourSlotsCompactInAnyOrderOfAreas)
-{
-   std::array<len_t, 4> slots{29, 33, 37, 41};
-   do {
-      Exposed<TestRow> row;
-      for (std::size_t i = 0; i < 4; ++i)
-         row.setColumn<unsigned>(slots[i], upTo(i + 1), 53);
-      row.setColumn<unsigned>(slots[1], upTo(3), 53); // from the second place to the last
-      const std::size_t order[] = {0, 2, 3, 1}, places[] = {53, 59, 73, 91}, counts[] = {1, 3, 4, 3};
-      for (std::size_t i = 0; i < 4; ++i) {
-         EXPECT_EQ(row.slotAt(slots[order[i]]).dataOffset(), places[i]);
-         EXPECT_THAT(row.arrayColumn<unsigned>(slots[order[i]]), ElementsAreArray(upTo(counts[i])));
-      }
-      EXPECT_EQ(row.rowLength(), 105);
-   } while (std::ranges::next_permutation(slots).found);
 
    Exposed<BaseRow> generic = rowOf("0e 00 00 00 | 08 00 06 80 | 01 00 01 00 00 00");
    generic.setColumn<unsigned>(4, upTo(2), 8); // knows no slots, so it is never compacted

@@ -218,7 +218,7 @@ TEST(Platform, RowsAreInsertedPieceByPieceIntoStreamsOfEveryState)
    };
    using std::ios_base;
    using Change = std::function<void(std::ostream&)>;
-   const NexthopInfoRow row(1234567, 89, true, 4567, 1, 0x80000000, {}, {1, 2, 3, 4, 5, 6}, false, -5678, 65535);
+   const NexthopInfoRow row(1234567, 89, true, 4567, 1, 0x80000000, {}, {1, 2, 3, 4, 5, 6}, false, 5678, 65535);
    const std::locale grouping(std::locale::classic(), new Grouping);
    Target tied(0, 0, false);
    std::stringbuf aside;

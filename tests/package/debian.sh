@@ -58,6 +58,6 @@ read -ra flags < <(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --li
 g++ -std=c++20 -g examples/quickstart.cpp "${flags[@]}" -o "$root/quickstart"
 printed=$(gdb -nx -batch -ex "set debug-file-directory $root/usr/lib/debug" -ex "set env LD_LIBRARY_PATH $libraries" \
    -ex "source $(echo "$root"/usr/share/gdb/auto-load/usr/lib/*/*-gdb.py)" \
-   -ex 'break Zorva::Embedded::Table::Table' -ex run -ex up -ex 'print group' "$root/quickstart" 2>&1)
+   -ex 'break Zorva::Embedded::Table::Table' -ex run -ex 'frame function main' -ex 'print group' "$root/quickstart" 2>&1)
 [[ $printed == *'id = 100, member = {7, 7, 8}'* ]] || fail "gdb shows" "$printed"
 echo "The packages are as they should be."

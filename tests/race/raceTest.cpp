@@ -74,8 +74,7 @@ TEST(Race, FirstLookUps)
       for (unsigned i = 0; i < 20; ++i) {
          const std::string name = "Race" + std::to_string(100 * n + i);
          Zorva::installRowOpsGenerator(name, nullptr);
-         EXPECT_TRUE(Zorva::ZorvaDB::zoClass(name).isNull());
-         EXPECT_NE(Zorva::Embedded::registrations().size(), 0u);
+         EXPECT_EQ(Zorva::ZorvaDB::zoClass(name).isNull(), !Zorva::Embedded::registrations().empty());
          Zorva::ZorvaDB::loadMetadata(name);
          EXPECT_FALSE(Zorva::ZorvaDB::zoClass(name).isNull());
       }
