@@ -48,7 +48,7 @@ class PortRowRowOps_KEY : public Zorva::RowOpsBase
 #include "rowtype/keyOpsMembers.inc"
 };
 
-class PortRowRowOpsGenerator : public Zorva::RowOpsGenerator
+class PortRowRowOpsGenerator final : public Zorva::RowOpsGenerator
 {
 #define ZORVA_ROW PortRow
 #include "rowtype/generatorMembers.inc"

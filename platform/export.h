@@ -1,6 +1,8 @@
 // Symbol visibility. Everything is compiled with -fvisibility=hidden; what other libraries must see carries this mark.
 #pragma once
 
+#include "platform/requirements.h"
+
 #define ZORVA_EXPORT __attribute__((visibility("default")))
 
 // What is inline and exported all the same. The library's own source files, which define ZORVA_KEEPS_INLINE, keep it

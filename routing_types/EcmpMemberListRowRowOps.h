@@ -13,11 +13,16 @@ class ZORVA_EXPORT EcmpMemberListRowRowOps_KEY : public Zorva::RowOpsBase
 #include "rowtype/keyOpsMembers.inc"
 };
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // nothing deletes a generator through a base class
+
 /// Makes the operations objects of EcmpMemberListRow.
 class ZORVA_EXPORT EcmpMemberListRowRowOpsGenerator : public Zorva::RowOpsGenerator
 {
 #define ZORVA_ROW EcmpMemberListRow
 #include "rowtype/generatorMembers.inc"
 };
+
+#pragma GCC diagnostic pop
 
 } // namespace P4RuntimeRouting

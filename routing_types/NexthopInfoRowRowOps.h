@@ -13,11 +13,16 @@ class ZORVA_EXPORT NexthopInfoRowRowOps_KEY : public Zorva::RowOpsBase
 #include "rowtype/keyOpsMembers.inc"
 };
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // nothing deletes a generator through a base class
+
 /// Makes the operations objects of NexthopInfoRow.
 class ZORVA_EXPORT NexthopInfoRowRowOpsGenerator : public Zorva::RowOpsGenerator
 {
 #define ZORVA_ROW NexthopInfoRow
 #include "rowtype/generatorMembers.inc"
 };
+
+#pragma GCC diagnostic pop
 
 } // namespace P4RuntimeRouting

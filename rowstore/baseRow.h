@@ -500,13 +500,9 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
 
 inline BaseRow BaseRow::clone() const
 {
-   if (isNull()) {
-      BaseRow null;
-      return BaseRow(std::move(null));
-   }
-   const len_t length = checkedRowLength();
-   BaseRow copy(CopyTag{}, header(), length);
-   return BaseRow(std::move(copy));
+   BaseRow copy = isNull() ? BaseRow() : BaseRow(CopyTag{}, header(), checkedRowLength());
+   BaseRow moved(std::move(copy)); // counts as a move
+   return moved;
 }
 
 inline void BaseRow::clearRow()

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/requirements.h"
+
 namespace Zorva::Internal {
 
 /// The most characters that an integer takes, sign included.

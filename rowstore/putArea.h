@@ -17,6 +17,8 @@
 #include <streambuf>
 #include <string_view>
 
+#include "platform/requirements.h"
+
 namespace Zorva::Internal {
 
 /// Opens the put area of any stream buffer, which is protected. No object is ever made.

@@ -32,13 +32,31 @@ inline constexpr KeyMark key{true};
 
 struct NestedType;
 
+/// Which row type a column nests, if any. Knows whether it was given one: the comparison of a variable's address with
+/// null is no constant to compilers that check for null pointers at run time.
+class NestedTypeOf
+{
+public:
+   constexpr NestedTypeOf() noexcept = default;
+   constexpr NestedTypeOf(const NestedType* type) noexcept : type_(type), isGiven_(true) {}
+   NestedTypeOf(std::nullptr_t) = delete;
+
+   constexpr bool isGiven() const noexcept { return isGiven_; }
+   constexpr const NestedType& operator*() const noexcept { return *type_; }
+   constexpr const NestedType* operator->() const noexcept { return type_; }
+
+private:
+   const NestedType* type_ = nullptr;
+   bool isGiven_ = false;
+};
+
 /// One column. `offset` is assigned by layOut.
 struct Column
 {
    std::string_view name;
    Type type = Type::u32;
    KeyMark mark = {};
-   const NestedType* nested = nullptr;
+   NestedTypeOf nested = {};
    len_t offset = 0;
 
    constexpr bool isKey() const noexcept { return mark.isKey; }
@@ -124,7 +142,7 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
       for (std::size_t j = 0; j < i; ++j)
          if (columns[j].name == columns[i].name)
             throw "two columns of one name";
-      if ((columns[i].type == Type::row) != (columns[i].nested != nullptr))
+      if ((columns[i].type == Type::row) != columns[i].nested.isGiven())
          throw "a nested-row column, and no other, names its type";
       keys += columns[i].isKey();
       table.columns[i] = columns[i];

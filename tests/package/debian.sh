@@ -38,7 +38,7 @@ runtime=$(echo libp4runtimeroutingecmptypes[0-9]_*.deb)
 runtime=${runtime%%_*}
 check "$runtime" 'libc6 libstdc++6' 'lib/*/libP4RuntimeRoutingEcmpTypes.so.* lib/*/libzorva_embedded.so.*
    share/gdb/auto-load/usr/lib/*/libP4RuntimeRoutingEcmpTypes.so.*-gdb.py'
-check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpTypes/*.h
+check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpTypes/*.h include/P4RuntimeRoutingEcmpTypes/rowtype/*.inc
    lib/*/libP4RuntimeRoutingEcmpTypes.so lib/*/libzorva_embedded.so lib/*/pkgconfig/P4RuntimeRoutingEcmpTypes.pc
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/P4RuntimeRoutingEcmpTypes/*.md
    share/doc/P4RuntimeRoutingEcmpTypes/docs/*.svg'
@@ -46,7 +46,7 @@ check nexthop-rows "$runtime libc6" bin/nexthop-rows
 check "$runtime-dbgsym" "$runtime" 'lib/debug/.build-id/*/*.debug'
 [[ $(dpkg-deb --info "$runtime"_*deb shlibs | wc -l) == 2 ]] || fail "$runtime has no shlibs file for its two libraries"
 cd "$source"
-for header in {platform,platform/*,rowstore,rowtype,routing_types,embedded}/*.h; do
+for header in {platform,platform/*,rowstore,rowtype,routing_types,embedded}/*.h rowtype/*.inc; do
    [[ -e $root/usr/include/P4RuntimeRoutingEcmpTypes/$header ]] || fail "not packaged: $header"
 done
 

@@ -88,7 +88,7 @@ void useRow(const Exposed<Row>& row, bool sound)
             changed.template setColumn<unsigned>(at, upTo(changed.rowLength() % 2), Row::baseRowLength_);
          });
       } else if constexpr (column.type == Type::row) {
-         constexpr bool isHop = column.nested == &Zorva::nestedType<NexthopInfoRow>;
+         constexpr bool isHop = &*column.nested == &Zorva::nestedType<NexthopInfoRow>;
          using Nested = std::conditional_t<isHop, NexthopInfoRow, EcmpMemberListRow>;
          Exposed<Nested> view{BaseRow()};
          attempt([&] { return row.template getColumnStruct<Nested>(at, view), view.isNull(); });

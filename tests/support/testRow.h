@@ -47,7 +47,7 @@ class TestRowRowOps_KEY : public Zorva::RowOpsBase
 #include "rowtype/keyOpsMembers.inc"
 };
 
-class TestRowRowOpsGenerator : public Zorva::RowOpsGenerator
+class TestRowRowOpsGenerator final : public Zorva::RowOpsGenerator
 {
 #define ZORVA_ROW TestRow
 #include "rowtype/generatorMembers.inc"
