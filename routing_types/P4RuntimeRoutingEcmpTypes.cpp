@@ -8,8 +8,6 @@
 #include "rowtype/loadRowType.inc"
 #define ZORVA_ROW P4RuntimeRouting::EcmpMemberListRow
 #include "rowtype/loadRowType.inc"
-#define ZORVA_ROW P4RuntimeRouting::RouteInfoRow
-#include "rowtype/loadRowType.inc"
 
 #define ZORVA_INSTANCE template
 #include "routing_types/baseRowInstances.inc"
