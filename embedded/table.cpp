@@ -53,7 +53,7 @@ struct __attribute__((visibility("hidden"))) Table::Impl
       const std::uint32_t hash = index_.hashOf(row);
       const len_t type = row.rowType();
       if (rowType_ && type != *rowType_)
-         throwBadCast(type, *rowType_, row.rowPosition());
+         Internal::throwBadCast(type, *rowType_, row.rowPosition());
       const std::size_t at = index_.probe(row, hash);
       if (!index_.isFree(at))
          return at;
