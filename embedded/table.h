@@ -25,7 +25,6 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -142,8 +141,8 @@ std::size_t Table::erase_if(Predicate predicate)
    for (auto at = begin(); at != end(); ++at)
       if (predicate(*at))
          found.push_back(at);
-   for (const const_iterator& at : found | std::views::reverse) // what comes before it in the walk stays where it is
-      remove(at);
+   for (auto at = found.rbegin(); at != found.rend(); ++at) // what comes before it in the walk stays where it is
+      remove(*at);
    return found.size();
 }
 

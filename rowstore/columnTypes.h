@@ -20,7 +20,7 @@ template <class T>
 class ArrayReference;
 
 /// What a column holds.
-enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
+enum class Type : std::uint8_t { u64, u32, u16, i64, i32, boolean, ethAddr, arrayOfU32, row };
 
 } // namespace Zorva
 
@@ -45,6 +45,7 @@ inline constexpr std::tuple columnTypes{
    ColumnType<std::uint64_t>{Type::u64, 8, "uint64_t", "u64"},
    ColumnType<std::uint32_t>{Type::u32, 4, "uint32_t", "u32"},
    ColumnType<std::uint16_t>{Type::u16, 2, "uint16_t", "u16"},
+   ColumnType<std::int64_t>{Type::i64, 8, "int64_t", "i64"},
    ColumnType<std::int32_t>{Type::i32, 4, "int32_t", "i32"},
    ColumnType<bool>{Type::boolean, 1, "bool", "bool"},
    ColumnType<EthAddr>{Type::ethAddr, 6, "EthAddr", "mac"},

@@ -1,4 +1,5 @@
 // The two routing row types: their bytes, conversions, identities, operations objects and text.
+#include "rowtype/describe.h"
 #include "tests/support/rows.h"
 
 using namespace Test;
@@ -168,6 +169,24 @@ TEST(RowTypes, AddressesInStreamsOfEveryState)
    bad.clear(), full.end = [] { pthread_exit(nullptr); };
    std::thread([&] { bad << dmac; }).join();
    EXPECT_TRUE(bad.bad());
+}
+
+TEST(RowTypes, SignedNumbersOf64Bits)
+{
+   static constexpr auto columns = Zorva::layOut({{"id", Type::u32, Zorva::key}, {"offset", Type::i64}});
+   using namespace Zorva::Internal;
+   BaseRow less(16), more = rowOf("10 00 00 00 | 01 00*3 | 05 00*7");
+   less.setColumn(4, 1u, 16), less.setColumn(8, std::int64_t{-5}, 16);
+   EXPECT_TRUE(isBytes(less, "10 00 00 00 | 01 00*3 | fb ff*7"));
+   EXPECT_EQ(tuple(rowText<columns>(less), rowJson<columns>(less), typeSignature(columns),
+                   RowListing(less.bytes()).build(columns.columns).substr(98)),
+             tuple("id = 1, offset = -5", R"({"id":1, "offset":-5})", R"({"id":"uint32_t", "offset":"int64_t"})",
+                   "+0004 | 01 00 00 00             | u32   | 1 | id (key)\n"
+                   "+0008 | fb ff ff ff ff ff ff ff | i64   | -5 | offset\n"));
+   EXPECT_EQ(
+      tuple(contentLess<columns>(less, more), contentLess<columns>(more, less), less.readColumn<std::int64_t>(8)),
+      tuple(true, false, -5));
+   EXPECT_EQ(contentHash<columns>(less), Zorva::hashCombine(Zorva::hashCombine(0, 1), ~std::uint64_t{4}));
 }
 
 // A nested row in front of the arrays, of which one stands alone.
