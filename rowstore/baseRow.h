@@ -54,6 +54,8 @@ inline constexpr std::string_view nullRowText = "len: 0, NULL";
 
 namespace Zorva {
 
+/// A table row of any type, and the base class of the row types: a handle of 24 bytes that shares its bytes with its
+/// copies until one of them is written. Columns are read and written by their offsets; row types know their own.
 class ZORVA_EXPORT BaseRow
 {
 public:
