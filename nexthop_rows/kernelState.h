@@ -1,0 +1,122 @@
+// What a source has told of one network namespace: links, neighbours, next hops, groups, and which of them depend on
+// which. A change costs what it touches, however much there is: what rows it may have changed is kept until a
+// RowKeeper asks.
+//
+//   link <- VLAN links above it        link <- its (gateway) neighbours <- next hops        next hop <- groups
+//
+// Sources call the operations named ...Is and erase...; nothing is refused, and what is named but not there may come
+// later. Not for use from several threads.
+#pragma once
+
+#include <list>
+#include <set>
+#include <unordered_map>
+
+#include "nexthop_rows/kernelObjects.h"
+
+namespace NexthopRows {
+
+/// Where frames of a device leave, and below how many tags.
+struct Egress
+{
+   std::uint32_t portId = 0; ///< 0 when no device of this namespace sends them
+   unsigned tags = 0;        ///< 0, 1, or 2 for more
+};
+
+class KernelState
+{
+public:
+   // --- links. The name of one that is not there is for messages.
+   void linkIs(LinkId id, Link link);
+   void missingLinkIs(LinkId id, const std::string& name);
+
+   /// Its neighbours go with it, next hops over it stay.
+   void eraseLink(LinkId id);
+
+   // --- neighbours that are resolved
+   void neighbourIs(LinkId link, const IpAddress& address, const Zorva::EthAddr& lladdr);
+   void eraseNeighbour(LinkId link, const IpAddress& address);
+
+   // --- next hops and groups, in place of the one that had the id
+   void nexthopIs(ObjectId id, Nexthop nexthop);
+   void groupIs(ObjectId id, Group group);
+   void erase(ObjectId id);
+
+   // --- what the kernel does without a word of it
+   /// Erases the next hop or group; groups lose it as a member, and the last member takes its group with it.
+   void eraseAndShrinkGroups(ObjectId id);
+
+   /// The same for every next hop over the link.
+   void flushLink(LinkId id);
+
+   // --- look-ups: null when there is no such thing
+   const Link* link(LinkId id) const;
+   const Nexthop* nexthop(ObjectId id) const;
+   const Group* group(ObjectId id) const;
+   const Zorva::EthAddr* neighbour(LinkId link, const IpAddress& address) const;
+
+   /// The name of the link as it is shown, be it there or not.
+   std::string linkName(LinkId id) const;
+
+   std::size_t links() const { return knownLinks_; }
+   std::size_t nexthops() const { return nexthops_.size(); }
+   std::size_t groups() const { return groups_.size(); }
+
+   /// The egress of a link, {0, 0} for one that is not there. VLANs in a circle have no port and tags without end.
+   /// Found once and kept until a link on the way changes.
+   Egress egress(LinkId id);
+
+   // --- what may have changed since the last call, in the order of the changes, ids perhaps twice
+   std::vector<ObjectId> takeTouchedNexthops();
+   std::vector<ObjectId> takeTouchedGroups();
+   void touchNexthop(ObjectId id);
+   void touchGroup(ObjectId id);
+   void touchGroupsOf(ObjectId nexthop);
+
+private:
+   struct Neighbour
+   {
+      std::optional<Zorva::EthAddr> lladdr;
+      std::list<ObjectId> users; ///< next hops with this device and gateway
+   };
+   using Neighbours = std::unordered_map<IpAddress, Neighbour, IpAddress::Hash>; ///< users without a gateway under none
+
+   struct LinkNode
+   {
+      bool isThere = false;
+      Link link;
+      std::optional<Egress> egress;
+      Neighbours neighbours;
+   };
+
+   struct NexthopNode
+   {
+      Nexthop nexthop;
+      bool isTouched = false;
+      std::list<ObjectId>::iterator asUser; ///< unless nexthop.link is 0
+   };
+
+   struct GroupNode
+   {
+      Group group;
+      bool isTouched = false;
+   };
+
+   void touchUsers(const LinkNode& node);
+   void forgetEgressAbove(LinkId id);
+   void eraseNexthop(ObjectId id);
+   void eraseGroup(ObjectId id);
+   std::vector<ObjectId> groupsOf(ObjectId nexthop) const;
+   void drop(std::unordered_map<LinkId, LinkNode>::iterator link, Neighbours::iterator neighbour);
+
+   std::unordered_map<LinkId, LinkNode> links_; ///< also those that only next hops or neighbours name
+   std::size_t knownLinks_ = 0;
+   std::set<std::pair<LinkId, LinkId>> above_; ///< (lower, VLAN)
+   std::unordered_map<ObjectId, NexthopNode> nexthops_;
+   std::unordered_map<ObjectId, GroupNode> groups_;
+   std::set<std::pair<ObjectId, ObjectId>> memberOf_; ///< (next hop, group), the next hop be there or not
+   std::vector<ObjectId> touchedNexthops_;
+   std::vector<ObjectId> touchedGroups_;
+};
+
+} // namespace NexthopRows
