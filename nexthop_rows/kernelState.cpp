@@ -143,15 +143,14 @@ void KernelState::erase(ObjectId id)
 
 void KernelState::eraseAndShrinkGroups(ObjectId id)
 {
-   if (nexthops_.contains(id))
-      for (const ObjectId of : groupsOf(id)) {
-         auto& members = groups_.at(of).group.members;
-         std::erase_if(members, [&](const Member& member) { return member.id == id; });
-         memberOf_.erase({id, of});
-         touchGroup(of);
-         if (members.empty())
-            eraseGroup(of);
-      }
+   for (const ObjectId of : groupsOf(id)) {
+      auto& members = groups_.at(of).group.members;
+      std::erase_if(members, [&](const Member& member) { return member.id == id; });
+      memberOf_.erase({id, of});
+      touchGroup(of);
+      if (members.empty())
+         eraseGroup(of);
+   }
    erase(id);
 }
 
