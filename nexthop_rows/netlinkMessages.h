@@ -24,7 +24,10 @@ std::size_t forEachMessage(std::span<const unsigned char> datagram, Use use)
 {
    int left = static_cast<int>(datagram.size());
    const auto* message = reinterpret_cast<const nlmsghdr*>(datagram.data());
-   for (; mnl_nlmsg_ok(message, left); message = mnl_nlmsg_next(message, &left))
+   const auto isWhole = [&] { // mnl_nlmsg_ok() takes lengths from 2^31 on for negative ones
+      return mnl_nlmsg_ok(message, left) && message->nlmsg_len <= static_cast<std::uint32_t>(left);
+   };
+   for (; isWhole(); message = mnl_nlmsg_next(message, &left))
       use(*message);
    return static_cast<std::size_t>(std::max(left, 0));
 }

@@ -1,4 +1,5 @@
 """nexthop-rows (NEXTHOP_ROWS) on the running kernel, in network namespaces of the test's own."""
+import datetime
 import json
 import os
 import pathlib
@@ -16,6 +17,13 @@ SEED = int(os.environ.get("ZORVA_TEST_SEED", "1"))
 PAUSES = 600 if os.environ.get("ZORVA_TEST_FULL") else 100
 OPERATIONS_A_PAUSE = 20
 KINDS = ("dummy", "vlan", "bond", "vrf")
+WIDE_GROUP = """
+import socket, struct
+rtnetlink = socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, 0)
+members = struct.pack("=HHIBBHIBBH", 20, 2, 1, 599 & 255, 599 >> 8, 0, 2, 299 & 255, 299 >> 8, 0)
+rtnetlink.send(struct.pack("=IHHII4BI", 52, 104, 0x405, 1, 0, 0, 0, 0, 0, 0) + struct.pack("=HHI", 8, 1, 99) + members)
+print(struct.unpack_from("=i", rtnetlink.recv(4096), 16)[0])
+"""
 
 
 def run(*command, text=None):
@@ -112,6 +120,95 @@ class LiveKernel(unittest.TestCase):
         self.assertEqual(by_netlink, by_ip)
         self.assertEqual(kept, by_netlink)
         self.assertEqual(watch.wrong, [])
+
+    def test_changes_are_printed_as_they_come(self):
+        batch(["link add e0 up type veth peer name e1", "link set e1 up", "addr add 192.0.2.1/24 dev e0",
+               "nexthop add id 1 via 192.0.2.2 dev e0"])
+        watch = self.watch()
+        macs = ["00:00:00:00:00:00", "02:00:00:00:00:01"]
+        for command, *expected in (
+                ("", ("inserted nexthop 1", {"genId": 1, "valid": False}), ("complete", {"nexthops": 1, "groups": 0})),
+                ("neigh add 192.0.2.2 lladdr 02:00:00:00:00:01 dev e0",
+                 ("replaced nexthop 1", {"valid": [False, True], "dmac": macs})),
+                (b"link set e1 name \xff\x1b", ),
+                ("nexthop add id 9 group 1", ("inserted group 9", {"member": [1], "valid": True})),
+                ("link set e0 down",  # takes both away without a word
+                 ("removed nexthop 1", {"valid": True}), ("removed group 9", {"member": [1]}))):
+            before = time.time()
+            if command:
+                ip(*command.split())
+            self.assertTrue(watch.await_(lambda: len(watch.lines) >= len(expected)), command)
+            for event, content in expected:
+                line = watch.lines.pop(0)
+                words = [str(line[word]) for word in ("event", "type", "id") if word in line]
+                self.assertEqual(" ".join(words), event)
+                columns = line.get("row") or {name: [*both.values()] for name, both in
+                                              line.get("changes", {}).items()} or line
+                self.assertEqual(columns, columns | content)
+                at = datetime.datetime.fromisoformat(line["time"].replace("Z", "+00:00")).timestamp()
+                self.assertLess(abs(at - before), 5 if command else 60)
+        self.assertEqual((watch.stop(), watch.lines, watch.notes().count("nexthop 1 not valid")), (0, [], 1))
+
+    def test_what_cannot_be_watched(self):
+        nobody = ("setpriv", "--reuid", "65534", "--clear-groups", "--bounding-set", "-all")
+        for command, why in (((PROGRAM, "list", "--live", "--netns", "no-such"), "netns no-such: no such network"),
+                             ((PROGRAM, "watch", "--live", "--netns", "../x"), "netns ../x: not a name"),
+                             ((*nobody, PROGRAM, "list", "--live", "--netns", NETNS), "may not be entered")):
+            result = run(*command)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), result.stderr)
+            self.assertIn(why, result.stderr)
+        self.assertEqual(run(*nobody, PROGRAM, "list", "--live").returncode, 0)  # its own
+
+    def test_output_that_nobody_takes(self):
+        batch(["link set lo up", *(f"nexthop add id {i} blackhole" for i in range(1, 1001))])
+        for end, status in ((lambda process: process.send_signal(signal.SIGTERM), 0),
+                            (lambda process: process.stdout.close(), 2)):
+            process = subprocess.Popen([PROGRAM, "watch", "--live", "--netns", NETNS], stdout=subprocess.PIPE,
+                                       stderr=subprocess.DEVNULL)
+            process.stdout.read(1)
+            time.sleep(0.2)
+            self.assertIsNone(process.poll())
+            start = time.monotonic()
+            end(process)
+            self.assertEqual(process.wait(5), status)
+            self.assertLess(time.monotonic() - start, 1)
+            process.stdout.close()
+
+    def test_a_namespace_goes_and_comes_again(self):
+        batch(["link set lo up", "nexthop add id 1 blackhole"])
+        watch = self.watch()
+        for kind in ("waiting for a new one", "made anew"):
+            end = run("ip", "netns", "del", NETNS) if kind != "made anew" else run(
+                "sh", "-c", f"kill -STOP {watch.process.pid}; ip netns del {NETNS}; ip netns add {NETNS}; "
+                            f"kill -CONT {watch.process.pid}")
+            self.assertEqual(end.stderr, "")
+            self.assertTrue(watch.await_(lambda: not watch.rows and kind in watch.notes()), kind)
+            run("ip", "netns", "add", NETNS)
+            batch(["link set lo up", "nexthop add id 2 blackhole"])
+            self.assertTrue(watch.await_(lambda: [*watch.rows] == [("nexthop", 2)]), watch.notes())
+        self.assertEqual((watch.wrong, watch.stop()), ([], 0))
+
+    def test_overrun(self):
+        batch(["link set lo up", "link add e0 up type veth peer name e1", "link set e1 up"])
+        watch = self.watch()
+        watch.process.send_signal(signal.SIGSTOP)
+        changes = [f"nexthop replace id {i % 5000 + 1} " + ("blackhole" if i % 3 else "dev e0") for i in range(50000)]
+        self.assertEqual(batch(changes), len(changes))
+        batch(["nexthop del id 77", "nexthop add id 9999 group 1"])
+        watch.process.send_signal(signal.SIGCONT)
+        self.assertTrue(watch.await_(lambda: ("group", 9999) in watch.rows, 30), watch.notes())
+        self.assert_same(watch, 10)
+        self.assertEqual(watch.notes().count("faster than they were read"), 1)
+
+    def test_wide_weights(self):
+        batch(["link set lo up", "link add e0 up type veth peer name e1", "link set e1 up",
+               *(f"nexthop add id {i} dev e0" for i in (1, 2))])
+        watch = self.watch()
+        if error := int(run("ip", "netns", "exec", NETNS, "python3", "-c", WIDE_GROUP).stdout):
+            self.skipTest(f"this kernel has no weights of two bytes: {os.strerror(-error)}")
+        self.assertTrue(watch.await_(lambda: ("group", 99) in watch.rows))
+        self.assertEqual(watch.rows, rows_of("--live", "--netns", NETNS))
+        self.assertEqual(watch.rows["group", 99]["member"], [1, 1, 2])
 
     def test_random_changes(self):
         refused = [kind for kind in KINDS if "Unknown device" in ip("link", "add", "try", "type", kind).stderr]
