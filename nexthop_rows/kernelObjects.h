@@ -6,7 +6,6 @@
 #include <compare>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -45,7 +44,9 @@ struct IpAddress
    {
       std::size_t operator()(const IpAddress& address) const
       {
-         return std::hash<std::string_view>()({reinterpret_cast<const char*>(address.bytes.data()), address.length});
+         std::array<std::uint64_t, 2> words;
+         std::memcpy(words.data(), address.bytes.data(), sizeof words);
+         return (words[0] ^ words[1] * 0x9e3779b97f4a7c15) * 0xc6a4a7935bd1e995 >> 8;
       }
    };
 };

@@ -15,16 +15,6 @@ auto* found(Map& map, std::uint32_t id)
    return at == map.end() ? nullptr : &at->second;
 }
 
-/// The second ids of all pairs with this first one.
-std::vector<std::uint32_t> secondsOf(const std::set<std::pair<std::uint32_t, std::uint32_t>>& pairs,
-                                     std::uint32_t first)
-{
-   std::vector<std::uint32_t> seconds;
-   for (auto at = pairs.lower_bound({first, 0}); at != pairs.end() && at->first == first; ++at)
-      seconds.push_back(at->second);
-   return seconds;
-}
-
 } // namespace
 
 std::string shownName(std::string_view name)
@@ -58,7 +48,6 @@ void KernelState::linkIs(LinkId id, Link link)
       above_.erase({node.link.vlan->lower, id});
    if (link.vlan)
       above_.emplace(link.vlan->lower, id);
-   knownLinks_ += !node.isThere;
    node.isThere = true;
    node.link = std::move(link);
    touchUsers(node);
@@ -78,7 +67,6 @@ void KernelState::eraseLink(LinkId id)
    LinkNode& node = at->second;
    if (node.isThere && node.link.vlan)
       above_.erase({node.link.vlan->lower, id});
-   knownLinks_ -= node.isThere;
    node.isThere = false;
    node.link = {};
    node.egress.reset();
@@ -86,7 +74,7 @@ void KernelState::eraseLink(LinkId id)
    forgetEgressAbove(id);
    for (auto neighbour = node.neighbours.begin(); neighbour != node.neighbours.end();) {
       neighbour->second.lladdr.reset();
-      neighbour = neighbour->second.users.empty() ? node.neighbours.erase(neighbour) : std::next(neighbour);
+      neighbour = neighbour->second.users == nullptr ? node.neighbours.erase(neighbour) : std::next(neighbour);
    }
    if (node.neighbours.empty())
       links_.erase(at);
@@ -98,7 +86,7 @@ void KernelState::neighbourIs(LinkId link, const IpAddress& address, const Zorva
    if (neighbour.lladdr == lladdr)
       return;
    neighbour.lladdr = lladdr;
-   std::ranges::for_each(neighbour.users, [this](ObjectId user) { touchNexthop(user); });
+   touchUsers(neighbour);
 }
 
 void KernelState::eraseNeighbour(LinkId link, const IpAddress& address)
@@ -110,27 +98,38 @@ void KernelState::eraseNeighbour(LinkId link, const IpAddress& address)
    if (at == node->second.neighbours.end() || !at->second.lladdr)
       return;
    at->second.lladdr.reset();
-   std::ranges::for_each(at->second.users, [this](ObjectId user) { touchNexthop(user); });
-   drop(node, at);
+   touchUsers(at->second);
+   if (at->second.users == nullptr)
+      drop(node, address);
 }
 
 void KernelState::nexthopIs(ObjectId id, Nexthop nexthop)
 {
-   erase(id);
+   eraseGroup(id);
    NexthopNode& node = nexthops_[id];
-   if (nexthop.link != 0) {
-      auto& users = links_[nexthop.link].neighbours[nexthop.gateway].users;
-      node.asUser = users.insert(users.end(), id);
-   }
+   detach(node);
+   nexthopsThere_ += !node.isThere;
+   node.id = id;
+   node.isThere = true;
    node.nexthop = std::move(nexthop);
-   touchNexthop(id);
+   if (node.nexthop.link != 0) {
+      node.link = &links_[node.nexthop.link];
+      node.neighbour = &node.link->neighbours[node.nexthop.gateway];
+      node.next = std::exchange(node.neighbour->users, &node);
+      if (node.next != nullptr)
+         node.next->previous = &node;
+   }
+   touch(node);
 }
 
 void KernelState::groupIs(ObjectId id, Group group)
 {
    erase(id);
-   for (const Member& member : group.members)
-      memberOf_.emplace(member.id, id);
+   for (const Member& member : group.members) {
+      NexthopNode& node = nexthops_[member.id];
+      node.id = member.id;
+      node.groups.insert(node.groups.end(), id);
+   }
    groups_[id].group = std::move(group);
    touchGroup(id);
 }
@@ -143,14 +142,15 @@ void KernelState::erase(ObjectId id)
 
 void KernelState::eraseAndShrinkGroups(ObjectId id)
 {
-   for (const ObjectId of : groupsOf(id)) {
-      auto& members = groups_.at(of).group.members;
-      std::erase_if(members, [&](const Member& member) { return member.id == id; });
-      memberOf_.erase({id, of});
-      touchGroup(of);
-      if (members.empty())
-         eraseGroup(of);
-   }
+   if (NexthopNode* const node = found(nexthops_, id))
+      for (const ObjectId of : std::vector(node->groups.begin(), node->groups.end())) {
+         auto& members = groups_.at(of).group.members;
+         std::erase_if(members, [&](const Member& member) { return member.id == id; });
+         removeMember(id, of);
+         touchGroup(of);
+         if (members.empty())
+            eraseGroup(of);
+      }
    erase(id);
 }
 
@@ -159,7 +159,8 @@ void KernelState::flushLink(LinkId id)
    std::vector<ObjectId> users;
    if (const LinkNode* const node = found(links_, id))
       for (const auto& [address, neighbour] : node->neighbours)
-         users.insert(users.end(), neighbour.users.begin(), neighbour.users.end());
+         for (const NexthopNode* user = neighbour.users; user != nullptr; user = user->next)
+            users.push_back(user->id);
    for (const ObjectId user : users)
       eraseAndShrinkGroups(user);
 }
@@ -173,7 +174,7 @@ const Link* KernelState::link(LinkId id) const
 const Nexthop* KernelState::nexthop(ObjectId id) const
 {
    const NexthopNode* const node = found(nexthops_, id);
-   return node != nullptr ? &node->nexthop : nullptr;
+   return node != nullptr && node->isThere ? &node->nexthop : nullptr;
 }
 
 const Group* KernelState::group(ObjectId id) const
@@ -197,12 +198,22 @@ std::string KernelState::linkName(LinkId id) const
    return node != nullptr && !node->link.name.empty() ? node->link.name : std::to_string(id);
 }
 
-Egress KernelState::egress(LinkId id)
+std::optional<KernelState::NexthopView> KernelState::viewOf(ObjectId nexthop)
+{
+   NexthopNode* const node = found(nexthops_, nexthop);
+   if (node == nullptr || !node->isThere)
+      return {};
+   if (node->link == nullptr)
+      return NexthopView{node->nexthop, nullptr, {}, nullptr};
+   return NexthopView{node->nexthop, node->link->isThere ? &node->link->link : nullptr, egressOf(*node->link),
+                      node->neighbour->lladdr ? &*node->neighbour->lladdr : nullptr};
+}
+
+Egress KernelState::egressOf(LinkNode& link)
 {
    std::vector<LinkNode*> way;
    Egress egress;
-   for (LinkNode* node = found(links_, id); node != nullptr && node->isThere;
-        node = found(links_, node->link.vlan->lower)) {
+   for (LinkNode* node = &link; node != nullptr && node->isThere; node = found(links_, node->link.vlan->lower)) {
       if (node->egress) {
          egress = *node->egress;
          break;
@@ -224,73 +235,98 @@ Egress KernelState::egress(LinkId id)
 
 std::vector<ObjectId> KernelState::takeTouchedNexthops()
 {
-   for (const ObjectId id : touchedNexthops_)
-      if (NexthopNode* const node = found(nexthops_, id))
-         node->isTouched = false;
+   ++nexthopRound_;
    return std::exchange(touchedNexthops_, {});
 }
 
 std::vector<ObjectId> KernelState::takeTouchedGroups()
 {
-   for (const ObjectId id : touchedGroups_)
-      if (GroupNode* const node = found(groups_, id))
-         node->isTouched = false;
+   ++groupRound_;
    return std::exchange(touchedGroups_, {});
 }
 
 void KernelState::touchNexthop(ObjectId id)
 {
-   NexthopNode* const node = found(nexthops_, id);
-   if (node == nullptr || !std::exchange(node->isTouched, true))
+   if (NexthopNode* const node = found(nexthops_, id))
+      touch(*node);
+   else
       touchedNexthops_.push_back(id);
 }
 
 void KernelState::touchGroup(ObjectId id)
 {
    GroupNode* const node = found(groups_, id);
-   if (node == nullptr || !std::exchange(node->isTouched, true))
+   if (node == nullptr || std::exchange(node->touchedIn, groupRound_) != groupRound_)
       touchedGroups_.push_back(id);
 }
 
 void KernelState::touchGroupsOf(ObjectId nexthop)
 {
-   for (const ObjectId group : groupsOf(nexthop))
-      touchGroup(group);
+   if (const NexthopNode* const node = found(nexthops_, nexthop))
+      for (const ObjectId group : node->groups)
+         touchGroup(group);
+}
+
+void KernelState::touch(NexthopNode& node)
+{
+   if (std::exchange(node.touchedIn, nexthopRound_) != nexthopRound_)
+      touchedNexthops_.push_back(node.id);
+}
+
+void KernelState::touchUsers(const Neighbour& neighbour)
+{
+   for (NexthopNode* user = neighbour.users; user != nullptr; user = user->next)
+      touch(*user);
 }
 
 void KernelState::touchUsers(const LinkNode& node)
 {
    for (const auto& [address, neighbour] : node.neighbours)
-      std::ranges::for_each(neighbour.users, [this](ObjectId user) { touchNexthop(user); });
+      touchUsers(neighbour);
 }
 
 /// A link without a known egress has none above it that has one: each is found on the way down.
 void KernelState::forgetEgressAbove(LinkId id)
 {
    for (std::vector<LinkId> pending{id}; !pending.empty();) {
-      const auto above = secondsOf(above_, pending.back());
+      const LinkId lower = pending.back();
       pending.pop_back();
-      for (const LinkId upper : above)
-         if (LinkNode& node = links_.at(upper); std::exchange(node.egress, std::nullopt)) {
-            touchUsers(node);
-            pending.push_back(upper);
+      for (auto at = above_.lower_bound({lower, 0}); at != above_.end() && at->first == lower; ++at)
+         if (LinkNode& upper = links_.at(at->second); std::exchange(upper.egress, std::nullopt)) {
+            touchUsers(upper);
+            pending.push_back(at->second);
          }
    }
+}
+
+/// Takes the next hop from the users of its neighbour.
+void KernelState::detach(NexthopNode& node)
+{
+   if (node.link == nullptr)
+      return;
+   (node.previous != nullptr ? node.previous->next : node.neighbour->users) = node.next;
+   if (node.next != nullptr)
+      node.next->previous = node.previous;
+   if (node.neighbour->users == nullptr && !node.neighbour->lladdr)
+      drop(links_.find(node.nexthop.link), node.nexthop.gateway);
+   node.link = nullptr;
+   node.neighbour = nullptr;
+   node.previous = node.next = nullptr;
 }
 
 void KernelState::eraseNexthop(ObjectId id)
 {
    const auto at = nexthops_.find(id);
-   if (at == nexthops_.end())
+   if (at == nexthops_.end() || !at->second.isThere)
       return;
-   if (const Nexthop& nexthop = at->second.nexthop; nexthop.link != 0) {
-      const auto link = links_.find(nexthop.link);
-      const auto neighbour = link->second.neighbours.find(nexthop.gateway);
-      neighbour->second.users.erase(at->second.asUser);
-      drop(link, neighbour);
-   }
-   nexthops_.erase(at);
-   touchedNexthops_.push_back(id);
+   NexthopNode& node = at->second;
+   touch(node);
+   detach(node);
+   node.nexthop = {};
+   node.isThere = false;
+   --nexthopsThere_;
+   if (node.groups.empty())
+      nexthops_.erase(at);
 }
 
 void KernelState::eraseGroup(ObjectId id)
@@ -298,19 +334,27 @@ void KernelState::eraseGroup(ObjectId id)
    const auto at = groups_.find(id);
    if (at == groups_.end())
       return;
-   for (const Member& member : at->second.group.members)
-      memberOf_.erase({member.id, id});
+   touchGroup(id);
+   const Group group = std::move(at->second.group);
    groups_.erase(at);
-   touchedGroups_.push_back(id);
+   for (const Member& member : group.members)
+      removeMember(member.id, id);
 }
 
-std::vector<ObjectId> KernelState::groupsOf(ObjectId nexthop) const { return secondsOf(memberOf_, nexthop); }
-
-/// Drops what is neither there nor used.
-void KernelState::drop(std::unordered_map<LinkId, LinkNode>::iterator link, Neighbours::iterator neighbour)
+void KernelState::removeMember(ObjectId member, ObjectId group)
 {
-   if (!neighbour->second.lladdr && neighbour->second.users.empty())
-      link->second.neighbours.erase(neighbour);
+   const auto at = nexthops_.find(member);
+   if (at == nexthops_.end()) // named twice
+      return;
+   at->second.groups.erase(group);
+   if (!at->second.isThere && at->second.groups.empty())
+      nexthops_.erase(at);
+}
+
+/// Drops a neighbour that is neither there nor used, and its link when that is neither.
+void KernelState::drop(std::unordered_map<LinkId, LinkNode>::iterator link, const IpAddress& neighbour)
+{
+   link->second.neighbours.erase(neighbour);
    if (!link->second.isThere && link->second.neighbours.empty())
       links_.erase(link);
 }

@@ -2,13 +2,12 @@
 // which. A change costs what it touches, however much there is: what rows it may have changed is kept until a
 // RowKeeper asks.
 //
-//   link <- VLAN links above it        link <- its (gateway) neighbours <- next hops        next hop <- groups
+//   link <- VLAN links above it        link <- its neighbours (gateways) <- next hops        next hop <- groups
 //
 // Sources call the operations named ...Is and erase...; nothing is refused, and what is named but not there may come
 // later. Not for use from several threads.
 #pragma once
 
-#include <list>
 #include <set>
 #include <unordered_map>
 
@@ -55,18 +54,29 @@ public:
    const Group* group(ObjectId id) const;
    const Zorva::EthAddr* neighbour(LinkId link, const IpAddress& address) const;
 
+   /// All that a next hop's row is made of.
+   struct NexthopView
+   {
+      const Nexthop& nexthop;
+      const Link* link;                ///< null: none, or not there
+      Egress egress;                   ///< of the link
+      const Zorva::EthAddr* neighbour; ///< the gateway's address; null: none, or not resolved
+   };
+
+   /// None when there is no such next hop.
+   std::optional<NexthopView> viewOf(ObjectId nexthop);
+
    /// The name of the link as it is shown, be it there or not.
    std::string linkName(LinkId id) const;
 
-   std::size_t links() const { return knownLinks_; }
-   std::size_t nexthops() const { return nexthops_.size(); }
+   std::size_t nexthops() const { return nexthopsThere_; }
    std::size_t groups() const { return groups_.size(); }
 
    /// The egress of a link, {0, 0} for one that is not there. VLANs in a circle have no port and tags without end.
    /// Found once and kept until a link on the way changes.
    Egress egress(LinkId id);
 
-   // --- what may have changed since the last call, in the order of the changes, ids perhaps twice
+   // --- what may have changed since the last call, in the order of the changes; an id may be there twice
    std::vector<ObjectId> takeTouchedNexthops();
    std::vector<ObjectId> takeTouchedGroups();
    void touchNexthop(ObjectId id);
@@ -74,10 +84,14 @@ public:
    void touchGroupsOf(ObjectId nexthop);
 
 private:
+   using Round = std::uint32_t; ///< from one take...() to the next
+
+   struct NexthopNode;
+
    struct Neighbour
    {
       std::optional<Zorva::EthAddr> lladdr;
-      std::list<ObjectId> users; ///< next hops with this device and gateway
+      NexthopNode* users = nullptr; ///< the first of the next hops with this device and gateway
    };
    using Neighbours = std::unordered_map<IpAddress, Neighbour, IpAddress::Hash>; ///< users without a gateway under none
 
@@ -91,32 +105,47 @@ private:
 
    struct NexthopNode
    {
+      ObjectId id = 0;
+      Round touchedIn = 0;
+      bool isThere = false;
       Nexthop nexthop;
-      bool isTouched = false;
-      std::list<ObjectId>::iterator asUser; ///< unless nexthop.link is 0
+      LinkNode* link = nullptr;        ///< null: none; else both exist as long as they are used
+      Neighbour* neighbour = nullptr;  ///< of that link, with this gateway
+      NexthopNode* previous = nullptr; ///< the users of the same neighbour
+      NexthopNode* next = nullptr;
+      std::set<ObjectId> groups; ///< that name it
    };
 
    struct GroupNode
    {
       Group group;
-      bool isTouched = false;
+      Round touchedIn = 0;
    };
 
+   /// The egress of a link. VLANs in a circle have no port and tags without end. Found once, and kept until a link on
+   /// the way changes.
+   Egress egressOf(LinkNode& link);
+
+   void touch(NexthopNode& node);
+   void touchUsers(const Neighbour& neighbour);
    void touchUsers(const LinkNode& node);
    void forgetEgressAbove(LinkId id);
+   void detach(NexthopNode& node);
    void eraseNexthop(ObjectId id);
    void eraseGroup(ObjectId id);
-   std::vector<ObjectId> groupsOf(ObjectId nexthop) const;
-   void drop(std::unordered_map<LinkId, LinkNode>::iterator link, Neighbours::iterator neighbour);
+   void removeMember(ObjectId member, ObjectId group);
+   void drop(std::unordered_map<LinkId, LinkNode>::iterator link, const IpAddress& neighbour);
 
-   std::unordered_map<LinkId, LinkNode> links_; ///< also those that only next hops or neighbours name
-   std::size_t knownLinks_ = 0;
-   std::set<std::pair<LinkId, LinkId>> above_; ///< (lower, VLAN)
-   std::unordered_map<ObjectId, NexthopNode> nexthops_;
+   // Elements of these stay where they are.
+   std::unordered_map<LinkId, LinkNode> links_;         ///< also those that only next hops or neighbours name
+   std::unordered_map<ObjectId, NexthopNode> nexthops_; ///< also those that only groups name
    std::unordered_map<ObjectId, GroupNode> groups_;
-   std::set<std::pair<ObjectId, ObjectId>> memberOf_; ///< (next hop, group), the next hop be there or not
+   std::set<std::pair<LinkId, LinkId>> above_; ///< (lower, VLAN)
+   std::size_t nexthopsThere_ = 0;
    std::vector<ObjectId> touchedNexthops_;
    std::vector<ObjectId> touchedGroups_;
+   Round nexthopRound_ = 1;
+   Round groupRound_ = 1;
 };
 
 } // namespace NexthopRows

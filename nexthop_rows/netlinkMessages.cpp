@@ -92,7 +92,7 @@ public:
    }
 
 private:
-   static constexpr std::size_t types = 64; ///< more than there are of those that are looked at
+   static constexpr std::size_t types = 40; ///< more than those that are looked at
 
    std::array<const nlattr*, types> byType_{};
    std::size_t unread_ = 0;
@@ -221,19 +221,18 @@ public:
    void readLink(const nlmsghdr& message)
    {
       LinkId id = 0;
-      std::string name = "link message";
+      const auto name = [&] { return id != 0 ? "link " + std::to_string(id) : "link message"; };
       const auto read = [&] {
          const auto [head, attributes] = parts<ifinfomsg>(message);
          if (head.ifi_family != AF_UNSPEC) // of a bridge's port, say, which stays a link when it leaves
             return;
          id = static_cast<LinkId>(head.ifi_index);
-         name = "link " + std::to_string(id);
          if (id == 0)
             throw BadObject("no ifindex");
          if (message.nlmsg_type == RTM_DELLINK) {
             state_.flushLink(id);
             state_.eraseLink(id);
-            return forget(name);
+            return forget(name());
          }
          if (attributes.whole().contains(IFLA_WIRELESS)) // an event, which tells nothing else
             return;
@@ -249,7 +248,10 @@ public:
    {
       LinkId link = 0;
       IpAddress address;
-      std::string name = "neighbour message";
+      const auto name = [&] {
+         return address.length == 0 ? "neighbour message"
+                                    : "neighbour " + text(address) + " dev " + state_.linkName(link);
+      };
       const auto erase = [&] { state_.eraseNeighbour(link, address); };
       const auto read = [&] {
          const auto [head, attributes] = parts<ndmsg>(message);
@@ -258,11 +260,10 @@ public:
             return;
          link = static_cast<LinkId>(head.ndm_ifindex);
          address = ipAddress("NDA_DST", attributes.bytes(NDA_DST));
-         name = "neighbour " + text(address) + " dev " + state_.linkName(link);
          constexpr unsigned usable = NUD_REACHABLE | NUD_STALE | NUD_DELAY | NUD_PROBE | NUD_PERMANENT | NUD_NOARP;
          if (message.nlmsg_type == RTM_DELNEIGH) {
             erase();
-            return forget(name);
+            return notes_.areAnyKept() ? forget(name()) : void();
          }
          if ((head.ndm_state & usable) == 0 || !attributes.whole().contains(NDA_LLADDR))
             return erase();
@@ -271,7 +272,7 @@ public:
          if (lladdr.size() == sizeof(Zorva::EthAddr) || device == nullptr || device->isEthernet)
             state_.neighbourIs(link, address, macAddress("NDA_LLADDR", lladdr));
          else // other kinds of device have other addresses
-            notes_.skipped(source_ + ": " + name, "NDA_LLADDR: " + std::to_string(lladdr.size()) + " bytes");
+            notes_.skipped(source_ + ": " + name(), "NDA_LLADDR: " + std::to_string(lladdr.size()) + " bytes");
       };
       tryTo(name, read, erase);
    }
@@ -279,12 +280,14 @@ public:
    void readObject(const nlmsghdr& message)
    {
       ObjectId id = 0;
-      std::string name = "next-hop message";
+      bool isGroup = false;
+      const auto name = [&] {
+         return id == 0 ? "next-hop message" : (isGroup ? "group " : "nexthop ") + std::to_string(id);
+      };
       const auto read = [&] {
          const auto [head, attributes] = parts<nhmsg>(message);
          id = attributes.value<std::uint32_t>(NHA_ID, "NHA_ID").value_or(0);
-         const bool isGroup = attributes.contains(NHA_GROUP);
-         name = (isGroup ? "group " : "nexthop ") + std::to_string(id);
+         isGroup = attributes.contains(NHA_GROUP);
          attributes.whole();
          if (id == 0)
             throw BadObject("no id");
@@ -294,7 +297,7 @@ public:
             forget("nexthop " + std::to_string(id));
          } else if (attributes.contains(NHA_FDB)) {
             state_.erase(id);
-            notes_.skipped(source_ + ": " + name, isGroup ? "fdb group" : "fdb");
+            notes_.skipped(source_ + ": " + name(), isGroup ? "fdb group" : "fdb");
          } else if (isGroup) {
             state_.groupIs(id, groupOf(attributes));
          } else {
@@ -305,14 +308,15 @@ public:
    }
 
 private:
-   template <class Read, class Erase>
-   void tryTo(const std::string& name, Read read, Erase erase)
+   template <class Name, class Read, class Erase>
+   void tryTo(Name name, Read read, Erase erase)
    {
       try {
          read();
       } catch (const BadObject& bad) {
+         const std::string object = source_ + ": " + name();
          erase();
-         notes_.refused(source_ + ": " + name, bad.what());
+         notes_.refused(object, bad.what());
       }
    }
 

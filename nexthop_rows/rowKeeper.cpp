@@ -15,20 +15,21 @@ struct Encapsulation
 };
 
 /// The columns have room for one tag, label or key of 16 bits; what does not fit is never truncated.
-Encapsulation encapsulationOf(const Encap* encap, const Link* link, const Egress& egress)
+Encapsulation encapsulationOf(const KernelState::NexthopView& view)
 {
+   const Encap* const encap = view.nexthop.encap.get();
    const auto notHeld = [](std::string why) { return Encapsulation{EncapType::notHeld, 0, std::move(why)}; };
    if (encap == nullptr) {
-      if (egress.tags == 0)
+      if (view.egress.tags == 0)
          return {};
-      if (egress.tags > 1 || !link->vlan->is8021Q)
+      if (view.egress.tags > 1 || !view.link->vlan->is8021Q)
          return notHeld("stacked or 802.1ad tags");
-      return {EncapType::vlan, link->vlan->id};
+      return {EncapType::vlan, view.link->vlan->id};
    }
    const std::string& kind = encap->kind;
    if (encap->values.empty())
       return notHeld("encapsulation " + kind);
-   if (egress.tags != 0)
+   if (view.egress.tags != 0)
       return notHeld(kind + " over a VLAN");
    if (encap->values.size() > 1)
       return notHeld("more than one label");
@@ -40,9 +41,11 @@ Encapsulation encapsulationOf(const Encap* encap, const Link* link, const Egress
 }
 
 /// What keeps packets from leaving through the next hop; empty when nothing does.
-std::string whyNotValid(const KernelState& state, const Nexthop& nexthop, const Link* link, const Egress& egress,
-                        const Encapsulation& encapsulation, bool hasNeighbour)
+std::string whyNotValid(const KernelState& state, const KernelState::NexthopView& view,
+                        const Encapsulation& encapsulation)
 {
+   const Nexthop& nexthop = view.nexthop;
+   const Link* const link = view.link;
    static constexpr std::array unusable{"", "dead", "linkdown", "unresolved"};
    if (nexthop.isBlackhole)
       return {};
@@ -56,9 +59,9 @@ std::string whyNotValid(const KernelState& state, const Nexthop& nexthop, const 
       return std::string("flag ") + unusable.at(static_cast<std::size_t>(nexthop.unusable));
    if (!encapsulation.whyNotHeld.empty())
       return encapsulation.whyNotHeld;
-   if (egress.portId == 0)
+   if (view.egress.portId == 0)
       return "no port below " + link->name;
-   if (hasNeighbour || !link->needsNeighbour)
+   if (view.neighbour != nullptr || !link->needsNeighbour)
       return {};
    return nexthop.gateway.length != 0 ? "no neighbour" : "connected";
 }
@@ -98,30 +101,26 @@ template std::vector<ObjectId> RowKeeper::inOrder<EcmpMemberListRow>(const Table
 
 std::optional<Change<NexthopInfoRow>> RowKeeper::settleNexthop(KernelState& state, ObjectId id, std::uint64_t genId)
 {
-   auto before = findRow(tables_.nexthops, NexthopInfoRow::key(id));
-   const Nexthop* const nexthop = state.nexthop(id);
-   if (nexthop == nullptr) {
+   auto before = findRow(tables_.nexthops, nexthopKey_.idIs(id));
+   const auto view = state.viewOf(id);
+   if (!view) {
       note<NexthopInfoRow>(id, {});
       return file<NexthopInfoRow>(tables_.nexthops, std::move(before), {}, genId, nexthopsFiled_);
    }
-   const Link* const link = state.link(nexthop->link);
-   const Egress egress = state.egress(nexthop->link);
-   const Encapsulation encapsulation = encapsulationOf(nexthop->encap.get(), link, egress);
-   const Zorva::EthAddr* const neighbour =
-      nexthop->gateway.length != 0 ? state.neighbour(nexthop->link, nexthop->gateway) : nullptr;
-   const std::string why = whyNotValid(state, *nexthop, link, egress, encapsulation, neighbour != nullptr);
+   const Encapsulation encapsulation = encapsulationOf(*view);
+   const std::string why = whyNotValid(state, *view, encapsulation);
    note<NexthopInfoRow>(id, why);
    const NexthopInfoRow after(before ? before->genId() : genId, handle(1, id), why.empty(),
-                              before ? before->entryId() : nexthopsFiled_ + 1, id, egress.portId,
-                              neighbour != nullptr ? *neighbour : Zorva::EthAddr(),
-                              link != nullptr ? link->address : Zorva::EthAddr(), nexthop->isBlackhole,
+                              before ? before->entryId() : nexthopsFiled_ + 1, id, view->egress.portId,
+                              view->neighbour != nullptr ? *view->neighbour : Zorva::EthAddr(),
+                              view->link != nullptr ? view->link->address : Zorva::EthAddr(), view->nexthop.isBlackhole,
                               static_cast<std::int32_t>(encapsulation.type), encapsulation.id);
    return file<NexthopInfoRow>(tables_.nexthops, std::move(before), after, genId, nexthopsFiled_);
 }
 
 std::optional<Change<EcmpMemberListRow>> RowKeeper::settleGroup(KernelState& state, ObjectId id, std::uint64_t genId)
 {
-   auto before = findRow(tables_.groups, EcmpMemberListRow::key(id));
+   auto before = findRow(tables_.groups, groupKey_.idIs(id));
    const Group* const group = state.group(id);
    std::uint32_t divisor = 0;
    std::uint64_t weights = 0;
@@ -146,7 +145,7 @@ std::optional<Change<EcmpMemberListRow>> RowKeeper::settleGroup(KernelState& sta
    ports.reserve(entries);
    bool isValid = false;
    for (const Member& member : group->members) {
-      const auto row = findRow(tables_.nexthops, NexthopInfoRow::key(member.id)); // none: gone between the dumps
+      const auto row = findRow(tables_.nexthops, nexthopKey_.idIs(member.id)); // none: gone between the dumps
       isValid = isValid || (row && row->valid());
       members.insert(members.end(), member.weight / divisor, member.id);
       ports.insert(ports.end(), member.weight / divisor, row ? row->portId() : 0);

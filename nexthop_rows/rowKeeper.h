@@ -60,6 +60,8 @@ private:
    std::string source_;
    Notes& notes_;
    Tables tables_;
+   NexthopInfoRow nexthopKey_; ///< for look-ups
+   EcmpMemberListRow groupKey_;
    std::uint32_t nexthopsFiled_ = 0; ///< the last entryId given
    std::uint32_t groupsFiled_ = 0;
 };

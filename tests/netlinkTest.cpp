@@ -1,5 +1,6 @@
 // rtnetlink messages as the kernel makes them, made up where this machine's does not: tests/netlink/*.txt hold messages
-// (">" and bytes as bytesOf() takes them, on as many lines as it takes) and, behind each ".", the notes ("!") and changes
+// (">" and bytes as bytesOf() takes them, on as many lines as it takes) and, behind each ".", the notes ("!") and
+// changes
 // ("=") that those before it make.
 #include <gtest/gtest.h>
 
