@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <cstring>
 #include <memory>

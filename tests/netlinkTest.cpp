@@ -16,6 +16,8 @@ TEST(Netlink, MessagesMakeTheNotesAndChangesThatStandBehindThem)
 {
    const std::filesystem::path folder = PROJECT_SOURCE_DIR "/tests/netlink";
    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+      if (file.path().extension() != ".txt")
+         continue;
       std::ifstream lines(file.path());
       std::string text;
       std::string transcript;

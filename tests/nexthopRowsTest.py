@@ -4,6 +4,7 @@ import os
 import pathlib
 import subprocess
 import tempfile
+import time
 import unittest
 import zlib
 
@@ -77,6 +78,15 @@ class NexthopRows(unittest.TestCase):
         members = [{"id": 1, "weight": 2 * 4094}, {"id": 404, "weight": 2}]
         rows, notes = self.rows({"id": 9, "group": members}, GOOD)
         self.assertEqual((notes, rows[9]["member"], rows[9]["watch"]), ("", [1] * 4094 + [404], [10] * 4094 + [0]))
+
+    def test_vlans_in_a_circle_take_no_longer_than_others(self):
+        devices = range(1, 20001)
+        start = time.monotonic()
+        rows, _ = self.rows(*({"id": i, "gateway": "192.0.2.2", "dev": f"v{i}"} for i in devices), link=json.dumps(
+            [{"ifindex": i, "ifname": f"v{i}", "flags": ["UP", "LOWER_UP"], "link_type": "none", "link": f"v{i % 20000 + 1}",
+              "linkinfo": {"info_kind": "vlan", "info_data": {"protocol": "802.1Q", "id": 5}}} for i in devices]))
+        self.assertEqual({(row["portId"], row["encapType"]) for row in rows.values()}, {(0, -1)})
+        self.assertLess(time.monotonic() - start, 60)
 
     def test_bad_input_files_nothing(self):
         for text, reason in (('[{"id":1', "parse error"), ("[] x", "parse error"), ("{}", "not an array but object"),
