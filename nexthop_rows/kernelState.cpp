@@ -83,7 +83,8 @@ void KernelState::eraseNeighbour(LinkId link, const IpAddress& address)
 
 void KernelState::nexthopIs(ObjectId id, Nexthop nexthop)
 {
-   eraseGroup(id);
+   if (!groups_.empty()) // as for most of a dump
+      eraseGroup(id);
    NexthopNode& node = nexthops_[id];
    detach(node);
    nexthopsThere_ += !node.isThere;

@@ -69,12 +69,9 @@ public:
    /// The name of the link as it is shown, be it there or not.
    std::string linkName(LinkId id) const;
 
+   // --- how many there are
    std::size_t nexthops() const { return nexthopsThere_; }
    std::size_t groups() const { return groups_.size(); }
-
-   /// The egress of a link, {0, 0} for one that is not there. VLANs in a circle have no port and tags without end.
-   /// Found once and kept until a link on the way changes.
-   Egress egress(LinkId id);
 
    // --- what may have changed since the last call, in the order of the changes; an id may be there twice
    std::vector<ObjectId> takeTouchedNexthops();
@@ -84,7 +81,7 @@ public:
    void touchGroupsOf(ObjectId nexthop);
 
 private:
-   using Round = std::uint32_t; ///< from one take...() to the next
+   using Round = std::uint64_t; ///< from one take...() to the next
 
    struct NexthopNode;
 
@@ -106,8 +103,8 @@ private:
    struct NexthopNode
    {
       ObjectId id = 0;
-      Round touchedIn = 0;
       bool isThere = false;
+      Round touchedIn = 0;
       Nexthop nexthop;
       LinkNode* link = nullptr;        ///< null: none; else both exist as long as they are used
       Neighbour* neighbour = nullptr;  ///< of that link, with this gateway
