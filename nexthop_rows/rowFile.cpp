@@ -12,6 +12,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "nexthop_rows/jsonSource.h"
+
 namespace NexthopRows {
 
 namespace {

@@ -19,7 +19,9 @@ void expectComplete()
    const auto use = [] {
       const Row row;
       EXPECT_EQ(text(Zorva::verifyRow<Row>(row.bytes()).fault), "ok");
-      EXPECT_TRUE(row == row && row.rowEqual(row.clone()));
+      EXPECT_EQ(row, row.clone());
+      const bool hasNested = std::ranges::count(Row::columns_.columns, Type::row, &Zorva::Column::type) > 0;
+      EXPECT_EQ(row.rowEqual(row.clone()), !hasNested); // absent rows equal nothing
       Zorva::Embedded::Table table(Row::rowTypeName_);
       table.insert(row);
       EXPECT_NE(table.find(Row::key({})), nullptr);

@@ -189,7 +189,7 @@ TEST(RowTypes, SignedNumbersOf64Bits)
    less.setColumn(4, 1u, 16), less.setColumn(8, std::int64_t{-5}, 16);
    EXPECT_TRUE(isBytes(less, "10 00 00 00 | 01 00*3 | fb ff*7"));
    EXPECT_EQ(tuple(rowText<columns>(less), rowJson<columns>(less), typeSignature(columns),
-                   RowListing(less.bytes()).build(columns.columns).substr(98)),
+                   RowListing(less.bytes()).build(columns.columns).substr(113)),
              tuple("id = 1, offset = -5", R"({"id":1, "offset":-5})", R"({"id":"uint32_t", "offset":"int64_t"})",
                    "+0004 | 01 00 00 00             | u32   | 1 | id (key)\n"
                    "+0008 | fb ff ff ff ff ff ff ff | i64   | -5 | offset\n"));

@@ -42,7 +42,7 @@ check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpT
    lib/*/libP4RuntimeRoutingEcmpTypes.so lib/*/libzorva_embedded.so lib/*/pkgconfig/P4RuntimeRoutingEcmpTypes.pc
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/P4RuntimeRoutingEcmpTypes/*.md
    share/doc/P4RuntimeRoutingEcmpTypes/docs/*.svg'
-check nexthop-rows "$runtime libc6" bin/nexthop-rows
+check nexthop-rows "$runtime libc6 libmnl0" bin/nexthop-rows
 check "$runtime-dbgsym" "$runtime" 'lib/debug/.build-id/*/*.debug'
 [[ $(dpkg-deb --info "$runtime"_*deb shlibs | wc -l) == 2 ]] || fail "$runtime has no shlibs file for its two libraries"
 cd "$source"
