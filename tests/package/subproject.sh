@@ -42,17 +42,35 @@ set_tests_properties(registrations PROPERTIES
 install(TARGETS quickstart)
 EOF
 
+# Runs CMake with the arguments, quietly while all is well.
+run() {
+   "$cmake" "$@" >"$scratch/log" 2>&1 || fail "$(cat "$scratch/log")"
+}
+
+options=(-G Ninja -D CMAKE_CXX_COMPILER="$compiler")
+for package in CLI11 GTest nlohmann_json PkgConfig Python3; do
+   options+=(-D CMAKE_DISABLE_FIND_PACKAGE_$package=ON)
+done
+
 for shared in ON OFF; do
    build=$scratch/$shared
-   absent=()
-   for package in GTest nlohmann_json CLI11 Python3; do absent+=(-D CMAKE_REQUIRE_FIND_PACKAGE_$package=OFF -D CMAKE_DISABLE_FIND_PACKAGE_$package=ON); done
-   {
-      "$cmake" -S "$scratch" -B "$build" -G Ninja -D CMAKE_CXX_COMPILER="$compiler" -D BUILD_SHARED_LIBS=$shared "${absent[@]}"
-      "$cmake" --build "$build"
-      "$cmake" --install "$build" --prefix "$build/installed"
-   } >"$scratch/log" 2>&1 || fail "$(cat "$scratch/log")"
+   run -S "$scratch" -B "$build" "${options[@]}" -D BUILD_SHARED_LIBS=$shared
+   run --build "$build"
+   run --install "$build" --prefix "$build/installed"
    "$ctest" --test-dir "$build" --output-on-failure >"$scratch/log" || fail "$(cat "$scratch/log")"
    grep -q 'out of 2$' "$scratch/log" || fail "not the parent's two tests:" "$(cat "$scratch/log")"
-   [[ $(cd "$build/installed" && find . -type f) == ./bin/quickstart ]] || fail "not the parent's one file is installed"
-   [[ $shared == ON || ! $(find "$build" -name '*.so*') ]] || fail "a static build has shared libraries"
+   installed=$(find "$build/installed" -type f)
+   [[ $installed == "$build/installed/bin/quickstart" ]] || fail "not the parent's one file is installed:" "$installed"
+   [[ $shared == ON || ! $(find "$build" -name '*.so*') ]] || fail 'a static build has shared libraries'
 done
+
+# The library alone, static, installed.
+build=$scratch/alone
+run -S "$source" -B "$build" "${options[@]}" -D BUILD_SHARED_LIBS=OFF -D ZORVA_PROGRAMS=OFF
+[[ $(grep ^CMAKE_BUILD_TYPE "$build/CMakeCache.txt") == *=Release ]] || fail 'a build without a type is no release'
+run --build "$build"
+run --install "$build" --prefix "$build/installed"
+read -ra flags < <(PKG_CONFIG_PATH=$build/installed/lib/pkgconfig pkg-config --cflags --libs P4RuntimeRoutingEcmpTypes)
+"$compiler" -std=c++20 "$source/examples/registrations.cpp" -Wl,--as-needed,--gc-sections "${flags[@]}" \
+   -o "$scratch/registrations"
+[[ $("$scratch/registrations") == *NexthopInfoRow*EcmpMemberListRow* ]] || fail 'the static library registers nothing'
