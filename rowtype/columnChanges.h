@@ -15,28 +15,38 @@ struct ColumnChange
    std::string after;
 };
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// The value of column I of a row of Table's type, as it stands in the row's JSON. Throws ZoNullRow, ZoOutOfRange.
 template <const auto& Table, std::size_t I>
 std::string columnJson(const BaseRow& row)
 {
    constexpr std::string_view quote = Table.columns[I].type == Type::ethAddr ? "\"" : "";
-   Internal::PlainStream stream;
-   PlainWriter writer(stream);
-   writer.literal(quote);
-   writeValue<Table, Form::json, I>(writer, row, row.checkedBytes(0, Table.fixedLength));
-   writer.literal(quote);
-   writer.finish();
+   const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
+   PlainStream stream;
+   stream.os() << quote;
+   if constexpr (isNumber<Table>(I))
+      stream.os() << numberIn<Table, I>(fixed);
+   else
+      insertValue<Table, Form::json, I>(stream.os(), row, fixed);
+   stream.os() << quote;
    return stream.buffer().str();
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// The columns of Table whose values are others in `after` than in `before`, in column order. Both rows are of Table's
-/// type, which is not tested. Throws as columnJson.
+/// type, which is not tested. Throws ZoNullRow, ZoOutOfRange.
 template <const auto& Table>
 std::vector<ColumnChange> columnChanges(const BaseRow& before, const BaseRow& after)
 {
    std::vector<ColumnChange> changes;
    const auto compare = [&](auto i) {
-      ColumnChange change{Table.columns[i].name, columnJson<Table, i>(before), columnJson<Table, i>(after)};
+      ColumnChange change{Table.columns[i].name, Internal::columnJson<Table, i>(before), Internal::columnJson<Table, i>(after)};
       if (change.before != change.after)
          changes.push_back(std::move(change));
    };
