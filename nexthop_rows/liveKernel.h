@@ -3,6 +3,9 @@
 // Two sockets: one listens from the start on, so that nothing is missed while the other asks for dumps; what came
 // meanwhile is applied afterwards. Messages are read in the order in which the kernel made them, each with an object's
 // whole state, so that old ones of which a dump knows already end in the dump's state again.
+//
+// One thing no message tells: traffic makes neighbours of its own on devices without ARP, with addresses that matter to
+// nobody. They are seen at the next read().
 #pragma once
 
 #include <libmnl/libmnl.h>
