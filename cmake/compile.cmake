@@ -16,6 +16,13 @@ else()
    add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
 endif()
 
+# Names the program of the target zorva-NAME just NAME: targets share their names with those of a project that this one is
+# part of.
+function(zorva_output_name target)
+   string(REGEX REPLACE "^zorva-" "" name ${target})
+   set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name})
+endfunction()
+
 set(exports ${CMAKE_CURRENT_LIST_DIR}/exports.map)
 
 # The source files of a library of this project. Whatever the compiler and its optimisation, the library exports the same
@@ -28,14 +35,17 @@ function(zorva_library_sources target)
    target_compile_options(${target} PRIVATE -g -fno-lto $<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -mno-constructor-aliases>)
 endfunction()
 
-# A shared library of this project. It stays in the process once loaded: the registry points into it. All symbols it
+# A library of this project. A shared one stays in the process once loaded: the registry points into it. All symbols it
 # uses must be found when it is linked, save the sanitizers' own, which the program brings.
-function(zorva_shared_library target)
+function(zorva_library target)
+   add_library(${PROJECT_NAME}::${target} ALIAS ${target})
+   if(ZORVA_LIBRARY_TYPE STREQUAL STATIC)
+      return()
+   endif()
    set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${ZORVA_ABI})
    target_link_options(${target} PRIVATE -Wl,-z,nodelete -Wl,--version-script=${exports})
    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${exports})
    if(NOT ZORVA_SANITIZE)
       target_link_options(${target} PRIVATE -Wl,--no-undefined)
    endif()
-   add_library(${PROJECT_NAME}::${target} ALIAS ${target})
 endfunction()

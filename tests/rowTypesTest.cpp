@@ -140,6 +140,16 @@ TEST(RowTypes, TextAndJsonArePlainInAnyLocale)
    EXPECT_EQ(os.str(), text + longest);
 }
 
+TEST(RowTypes, AddressesAreReadAsTheyAreWritten)
+{
+   EXPECT_EQ(EthAddr::parse("00:19:af:AF:c0:ff"), EthAddr(0, 0x19, 0xaf, 0xaf, 0xc0, 0xff));
+   for (const char* const text : {"", "02:00:00:00:00:0", "02:00:00:00:00:011", "02:00:00:00:00-01", "02:00:00:00:00:0g",
+                                  "02:00:00:00:0@:01", "02:00:00:00:/0:01", "02:00:00::0:00:01", " 2:00:00:00:00:01"})
+      EXPECT_EQ(EthAddr::parse(text), std::nullopt) << text;
+   EXPECT_LT(dmac, smac);
+   EXPECT_EQ(std::hash<EthAddr>()(EthAddr(1, 2, 3, 4, 5, 6)), 0x010203040506);
+}
+
 TEST(RowTypes, AddressesInStreamsOfEveryState)
 {
    std::ostringstream os, tied;
