@@ -182,7 +182,7 @@ bool columnOrRunEqual(const BaseRow& a, const unsigned char* fixedA, const BaseR
 /// Whether all columns of the two rows are equal, whatever their type ids say. Throws ZoNullRow for `a`, then for
 /// `b`; then ZoOutOfRange.
 template <const auto& Table>
-bool columnsEqual(const BaseRow& a, const BaseRow& b)
+[[gnu::always_inline]] inline bool columnsEqual(const BaseRow& a, const BaseRow& b)
 {
    b.requireBuffer();
    const unsigned char* const fixedA = a.checkedBytes(0, Table.fixedLength);

@@ -57,6 +57,15 @@ void expectIdentity(const std::string& bytes, std::size_t fixedEnd)
    expectFailure("none", {[&] { generator(list); }});
    EXPECT_THAT(list, testing::ElementsAre(made, made, made, testing::AllOf(testing::NotNull(), testing::Ne(made))));
    EXPECT_EQ(tuple(generator(1), generator(255)), tuple(nullptr, nullptr));
+   static_assert(!std::is_copy_constructible_v<Generator>, "a copy would never be registered");
+   static struct : Generator
+   {
+      using Generator::operator();
+      std::shared_ptr<Zorva::RowOpsBase> operator()(unsigned char) override { return {}; }
+   } silent; // what it says of one index changes nothing of the list
+   Zorva::installRowOpsGenerator(T::rowTypeName(), &Generator::rowOpsGenerator_);
+   silent(list);
+   EXPECT_NE(list.back(), nullptr);
    Zorva::RowOpsBase& ops = *list.back();
    const T row(rowOf(bytes)), none{BaseRow()};
    const Zorva::ContentEqual sameContent;
