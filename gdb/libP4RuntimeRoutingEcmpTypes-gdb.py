@@ -103,7 +103,7 @@ def zorva_table(row_class):
 
 
 def zorva_column(column):
-    text, nested = column["name"], column["nested"]
+    text, nested = column["name"], column["nested"]["type_"]
     name = zorva_memory(int(text["_M_str"]), min(int(text["_M_len"]), 256)).decode("ascii")
     kind, offset = str(column["type"]).rpartition("::")[2], int(column["offset"])
     if not name.isidentifier():
