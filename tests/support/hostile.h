@@ -23,12 +23,12 @@ inline bool isDue() { return ++turn % turns == 0; }
 
 /// The row type's own readers of its fixed columns, which lead its table.
 template <class R>
-constexpr auto readers = tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
+inline constexpr auto readers = tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
 template <>
-constexpr auto readers<TestRow> = tuple(&TestRow::flag, &TestRow::mac, &TestRow::port, &TestRow::delta, &TestRow::id,
+inline constexpr auto readers<TestRow> = tuple(&TestRow::flag, &TestRow::mac, &TestRow::port, &TestRow::delta, &TestRow::id,
                                         &TestRow::stamp);
 template <>
-constexpr auto readers<NexthopInfoRow> = tuple(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle,
+inline constexpr auto readers<NexthopInfoRow> = tuple(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle,
                                                &NexthopInfoRow::valid, &NexthopInfoRow::entryId, &NexthopInfoRow::id,
                                                &NexthopInfoRow::portId, &NexthopInfoRow::dmac, &NexthopInfoRow::smac,
                                                &NexthopInfoRow::drop, &NexthopInfoRow::encapType,
