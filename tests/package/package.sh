@@ -41,6 +41,11 @@ fi
 for page in README.md CHANGELOG.md docs/row-format.md; do
    [[ -n $(find "$prefix" -path "*/doc/*/$page") ]] || fail "$page is not installed"
 done
+find "$prefix" -name '*.md' | while read -r page; do
+   grep -oP '\]\(\K(?!https?:)[^)#]+' "$page" | while read -r link; do
+      [[ -e ${page%/*}/$link ]] || fail "${page##*/} points to $link, which is not installed"
+   done
+done
 
 # The README's program and CMake file, and a program that names no row type.
 blocks cpp "$source/README.md" >"$scratch/agent/agent.cpp"
