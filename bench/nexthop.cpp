@@ -26,7 +26,7 @@ class InlineRow : public Zorva::BaseRow
 public:
    explicit InlineRow(const Values& v) : BaseRow(nexthopInfoColumns.fixedLength)
    {
-      Zorva::storeColumns<nexthopInfoColumns>(*this, header(), v.genId, v.entryHandle, v.valid, v.entryId, v.id,
+      Zorva::storeColumns<nexthopInfoColumns>(*this, freshBuffer(), v.genId, v.entryHandle, v.valid, v.entryId, v.id,
                                               v.portId, v.dmac, v.smac, v.drop, v.encapType, v.encapId);
       rowTypeIs(Zorva::Internal::rowTypeId(rowType, "P4RuntimeRouting::NexthopInfoRow"));
    }
