@@ -13,7 +13,14 @@ if(ZORVA_SANITIZE)
    add_compile_options(${sanitize} -fno-omit-frame-pointer)
    add_link_options(${sanitize})
 else()
-   add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+   add_compile_options(-fstack-protector-strong)
+   # The C library warns where the compiler does not optimise, or does not know the level.
+   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
+      set(fortify 2)
+   else()
+      set(fortify 3)
+   endif()
+   add_compile_options("$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>")
 endif()
 
 # Names the program of the target zorva-NAME just NAME: targets share their names with those of a project that this one is

@@ -1,33 +1,102 @@
-# Debian packages, built by scripts/package: runtime, development with the documents, program, and the debug information
-# of each that has some.
+# Debian packages, with ZORVA_DEBIAN; scripts/package builds them: runtime, development with the documents and examples,
+# program, and the debug information of each that has some.
+
+# The owner's to fill in, here and nowhere else: who answers for the packages, and on which terms they are given.
+set(owner_name "The owner of this library")
+set(owner_address "owner@p4runtimeroutingecmptypes.invalid")
+set(owner_copyright "2026 the owner of this library")
+set(owner_licence "None has been chosen yet, so nothing is allowed that the law does not allow by itself.")
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
-set(CPACK_PACKAGE_CONTACT "the owner of this library")
-set(CPACK_COMPONENTS_ALL runtime dev doc)
-if(ZORVA_EMBEDDED)
-   list(APPEND CPACK_COMPONENTS_ALL program)
-endif()
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
+set(CPACK_PACKAGE_CONTACT "${owner_name} <${owner_address}>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/routing_types ${PROJECT_BINARY_DIR}/embedded)
+
+string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC) # SOURCE_DATE_EPOCH where it is set
+
+# One package of the component `component`: its name, section, dependencies beside the libraries that it links, and
+# description, whose first line is the summary.
+function(zorva_package component name section depends description)
+   string(TOUPPER ${component} group)
+   set(CPACK_DEBIAN_${group}_PACKAGE_NAME ${name} PARENT_SCOPE)
+   set(CPACK_DEBIAN_${group}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+   set(CPACK_DEBIAN_${group}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+   set(CPACK_DEBIAN_${group}_PACKAGE_SHLIBDEPS ON PARENT_SCOPE)
+   set(CPACK_DEBIAN_${group}_DESCRIPTION "${description}" PARENT_SCOPE)
+   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
+
+   set(folder ${PROJECT_BINARY_DIR}/debian/${name})
+   file(WRITE ${folder}/copyright
+"Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+Upstream-Name: ${PROJECT_NAME}
+
+Files: *
+Copyright: ${owner_copyright}
+License: the-owners
+ ${owner_licence}
+")
+   file(WRITE ${folder}/changelog
+"${name} (${PROJECT_VERSION}) unstable; urgency=medium
+
+  * Version ${PROJECT_VERSION}. libp4runtimeroutingecmptypes-dev has the changes in
+    its CHANGELOG.md.
+
+ -- ${CPACK_PACKAGE_CONTACT}  ${now}
+")
+   execute_process(COMMAND gzip --best --no-name --force --keep ${folder}/changelog COMMAND_ERROR_IS_FATAL ANY)
+   install(FILES ${folder}/copyright ${folder}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+      COMPONENT ${component})
+endfunction()
+
+zorva_package(runtime libp4runtimeroutingecmptypes${ZORVA_ABI} libs ""
+"rows of next hops and ECMP groups for routing agents
+Packed, copy-on-write table rows for an in-memory row database, and two row
+types: one next hop, and the members of one ECMP group. Contains the shared
+library of the row types, the row database core that it is linked with, and
+printers for gdb.")
 set(runtime_package libp4runtimeroutingecmptypes${ZORVA_ABI})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_NAME libp4runtimeroutingecmptypes-dev)
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME nexthop-rows)
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
+
+zorva_package(dev libp4runtimeroutingecmptypes-dev libdevel "${runtime_package} (= ${PROJECT_VERSION})"
+"rows of next hops and ECMP groups for routing agents: development
+Packed, copy-on-write table rows for an in-memory row database, and two row
+types: one next hop, and the members of one ECMP group. Contains the headers,
+a CMake package, a pkg-config file, the documents and examples.")
+
+if(TARGET nexthop-rows)
+   zorva_package(program nexthop-rows net "${runtime_package} (= ${PROJECT_VERSION})"
+"next hops and ECMP groups of a Linux kernel as table rows
+Files the next-hop objects of a Linux kernel as rows, from recordings or from
+the running kernel: lists, compares and verifies them, shows their bytes, and
+prints every change when it comes.")
+   install(FILES nexthop_rows/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nexthop-rows COMPONENT program)
+endif()
+
+# What dpkg is told of the shared libraries: the versions that have their names, the package that has their symbols, and
+# to let the dynamic linker know.
+set(control ${PROJECT_BINARY_DIR}/debian/control)
+file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
+file(WRITE ${control}/shlibs "")
+file(WRITE ${control}/symbols "")
+foreach(library P4RuntimeRoutingEcmpTypes zorva_embedded)
+   if(TARGET ${library})
+      file(APPEND ${control}/shlibs "lib${library} ${ZORVA_ABI} ${runtime_package} (>= ${PROJECT_VERSION})\n")
+      file(STRINGS tests/abi/lib${library}.symbols symbols)
+      list(TRANSFORM symbols REPLACE "(.+)" " \\1@Base ${PROJECT_VERSION}\n")
+      list(JOIN symbols "" symbols)
+      file(APPEND ${control}/symbols "lib${library}.so.${ZORVA_ABI} ${runtime_package} #MINVER#\n${symbols}")
+   endif()
+endforeach()
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols ${control}/triggers)
+
+list(APPEND CPACK_COMPONENTS_ALL doc)
 include(CPack)
-foreach(group runtime dev program)
-   cpack_add_component_group(${group})
-   cpack_add_component(${group} GROUP ${group})
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+   cpack_add_component_group(${component})
+   cpack_add_component(${component} GROUP ${component})
 endforeach()
 cpack_add_component(doc GROUP dev)

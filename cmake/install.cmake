@@ -1,4 +1,4 @@
-# Installation and packages: the libraries at run time; headers, CMake package and .pc for development; documents; the
+# Installation: the libraries at run time; headers, CMake package and .pc for development; documents; the
 # program nexthop-rows.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -72,7 +72,8 @@ endif()
 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT doc FILES_MATCHING PATTERN *.h PATTERN *.cpp)
 
-if(PROJECT_IS_TOP_LEVEL AND ZORVA_LIBRARY_TYPE STREQUAL SHARED)
+if(ZORVA_DEBIAN)
    include(cmake/debian.cmake)
 endif()

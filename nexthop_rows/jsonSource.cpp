@@ -110,10 +110,10 @@ void forEachObject(const Source& source, Notes& notes, Parse parse)
    }
 }
 
-class Reader
+class RecordingReader
 {
 public:
-   explicit Reader(Notes& notes) : notes_(notes) {}
+   explicit RecordingReader(Notes& notes) : notes_(notes) {}
 
    KernelState read(const Recording& recording)
    {
@@ -267,6 +267,6 @@ Recording readFolder(const std::string& folder)
    return {read("nexthop.json"), read("neigh.json"), read("link.json")};
 }
 
-KernelState stateOf(const Recording& recording, Notes& notes) { return Reader(notes).read(recording); }
+KernelState stateOf(const Recording& recording, Notes& notes) { return RecordingReader(notes).read(recording); }
 
 } // namespace NexthopRows

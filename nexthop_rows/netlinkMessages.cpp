@@ -211,10 +211,11 @@ Group groupOf(const Attributes& attributes)
 }
 
 /// Reads one message. What cannot be read is refused by the name that it has by then, and erased.
-class Reader
+class MessageReader
 {
 public:
-   Reader(const std::string& source, KernelState& state, Notes& notes) : source_(source), state_(state), notes_(notes)
+   MessageReader(const std::string& source, KernelState& state, Notes& notes)
+      : source_(source), state_(state), notes_(notes)
    {
    }
 
@@ -335,7 +336,7 @@ private:
 
 void applyMessage(const nlmsghdr& message, const std::string& source, KernelState& state, Notes& notes)
 {
-   Reader reader(source, state, notes);
+   MessageReader reader(source, state, notes);
    switch (message.nlmsg_type) {
    case RTM_NEWLINK:
    case RTM_DELLINK: return reader.readLink(message);

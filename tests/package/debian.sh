@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Looks into the Debian packages of a build tree: files, dependencies, and whether gdb finds the debug information of
-# the stripped libraries.
+# Looks into the Debian packages of a build tree: files, dependencies, links in the documents, and whether gdb finds the
+# debug information of the stripped libraries.
 #   tests/package/debian.sh BUILD-TREE
 set -euo pipefail
 source=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -36,15 +36,17 @@ check() {
 
 runtime=$(echo libp4runtimeroutingecmptypes[0-9]_*.deb)
 runtime=${runtime%%_*}
-check "$runtime" 'libc6 libstdc++6' 'lib/*/libP4RuntimeRoutingEcmpTypes.so.* lib/*/libzorva_embedded.so.*
+check "$runtime" 'libc6 libstdc++6' 'share/doc/*/copyright share/doc/*/changelog.gz lib/*/libP4RuntimeRoutingEcmpTypes.so.* lib/*/libzorva_embedded.so.*
    share/gdb/auto-load/usr/lib/*/libP4RuntimeRoutingEcmpTypes.so.*-gdb.py'
 check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpTypes/*.h include/P4RuntimeRoutingEcmpTypes/rowtype/*.inc
    lib/*/libP4RuntimeRoutingEcmpTypes.so lib/*/libzorva_embedded.so lib/*/pkgconfig/P4RuntimeRoutingEcmpTypes.pc
-   lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/P4RuntimeRoutingEcmpTypes/*.md
-   share/doc/P4RuntimeRoutingEcmpTypes/docs/*.svg'
-check nexthop-rows "$runtime libc6 libmnl0" bin/nexthop-rows
+   lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/*/copyright share/doc/*/changelog.gz
+   share/doc/*/README.md share/doc/*/CHANGELOG.md share/doc/*/docs/* share/doc/*/examples/*'
+check nexthop-rows "$runtime libc6 libmnl0" 'bin/nexthop-rows share/doc/*/copyright share/doc/*/changelog.gz share/doc/*/README.md'
 check "$runtime-dbgsym" "$runtime" 'lib/debug/.build-id/*/*.debug'
 [[ $(dpkg-deb --info "$runtime"_*deb shlibs | wc -l) == 2 ]] || fail "$runtime has no shlibs file for its two libraries"
+[[ $(dpkg-deb --info "$runtime"_*deb symbols) == *_ZN16P4RuntimeRouting*@Base* ]] || fail "$runtime has no symbols file"
+[[ $(dpkg-deb --info "$runtime"_*deb triggers) == 'activate-noawait ldconfig' ]] || fail "$runtime does not trigger ldconfig"
 cd "$source"
 for header in {platform,platform/*,rowstore,rowtype,routing_types,embedded}/*.h rowtype/*.inc; do
    [[ -e $root/usr/include/P4RuntimeRoutingEcmpTypes/$header ]] || fail "not packaged: $header"

@@ -41,6 +41,11 @@ fi
 for page in README.md CHANGELOG.md docs/row-format.md; do
    [[ -n $(find "$prefix" -path "*/doc/*/$page") ]] || fail "$page is not installed"
 done
+find "$prefix" -name '*.md' | while read -r page; do
+   { grep -oP '\]\(\K(?!https?:)[^)#]+' "$page" || true; } | while read -r link; do
+      [[ -e ${page%/*}/$link ]] || fail "${page##*/} points to $link, which is not installed"
+   done
+done
 
 # The README's program and CMake file, and a program that names no row type.
 blocks cpp "$source/README.md" >"$scratch/agent/agent.cpp"
@@ -57,7 +62,9 @@ expect "$registrations" "$scratch/generic/build/agent"
 # The README's commands, in a folder with its program and the recordings: a line "$ COMMAND" and what it prints.
 cd "$scratch/agent"
 cp -r "$source/nexthop_rows/recordings" .
-export PKG_CONFIG_PATH=$libraries/pkgconfig LD_LIBRARY_PATH=$libraries PATH=$prefix/bin:$PATH
+PATH=$prefix/bin:$PATH
+exports=$(blocks sh "$source/README.md" | grep '^export ')
+eval "${exports//PREFIX/$prefix}"
 command='' expected='' ran=0
 while IFS= read -r line; do
    if [[ $line == '$ '* ]]; then
@@ -81,6 +88,7 @@ done
 while read -r line; do
    for word in $line; do
       case $word in scripts/*) [[ -x $source/$word ]] || fail "README.md: no $word" ;; esac
+      case $word in build/release/*/*) [[ -x $build/${word#build/release/} ]] || fail "README.md: no $word" ;; esac
    done
 done < <(blocks sh "$source/README.md")
 
