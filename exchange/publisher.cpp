@@ -49,10 +49,28 @@ struct FeedPublisher::Impl
    {
    }
 
-   void changed(const BaseRow& row)
+   /// Makes the change by change(), which returns whether there was any, and notes the row's key. What cannot be noted
+   /// is not made.
+   template <class Change>
+   bool make(const BaseRow& row, Change change)
    {
-      if (isAttached_) // or the comparison will find it
-         changed_.push_back(table_.keyOf(row));
+      if (!isAttached_) // the comparison will find it
+         return change();
+      changed_.push_back(table_.keyOf(row));
+      const bool isMade = change();
+      if (!isMade)
+         changed_.pop_back();
+      return isMade;
+   }
+
+   void put(const BaseRow& row)
+   {
+      make(row, [&] { return table_.rows().replace(row) != Embedded::Table::Replaced::unchanged; });
+   }
+
+   bool erase(const BaseRow& keyRow)
+   {
+      return make(keyRow, [&] { return table_.rows().erase(keyRow); });
    }
 
    void requireSound(const BaseRow& row) const
@@ -160,22 +178,29 @@ struct FeedPublisher::Impl
       changed_.erase(std::ranges::unique(changed_).begin(), changed_.end());
       isAttached_ = false; // until all is done: what fails in between is found by a comparison
       std::size_t next = 0;
-      std::size_t commands = addBatch(server, next, isComparison);
-      while (commands != 0) {
+      for (std::optional<Sent> sent = addBatch(server, next, isComparison); sent;) {
          server.flush();
-         const std::size_t following =
-            next < changed_.size() || !strange_.empty() ? addBatch(server, next, isComparison) : 0;
-         confirm(server, commands);
-         ++batches_;
-         commands = following;
+         std::optional<Sent> following;
+         if (next < changed_.size() || !strange_.empty())
+            following = addBatch(server, next, isComparison);
+         confirm(server, sent->commands);
+         batches_ = sent->number;
+         sent = following;
       }
       changed_.clear();
       isAttached_ = true;
    }
 
+   /// A batch under way.
+   struct Sent
+   {
+      std::uint64_t number;
+      std::size_t commands; ///< within the transaction
+   };
+
    /// Adds the commands of a batch of the changed keys from number `next` on, which becomes the number of the first
-   /// that found no room. Returns the number of commands within the transaction.
-   std::size_t addBatch(Connection& server, std::size_t& next, bool isComparison)
+   /// that found no room.
+   Sent addBatch(Connection& server, std::size_t& next, bool isComparison)
    {
       std::vector<const BaseRow*> present;
       std::vector<std::string> absent;
@@ -193,15 +218,17 @@ struct FeedPublisher::Impl
          }
       }
       noteKept(present.size() + absent.size());
+      // What is no key cannot be named to followers; a number that is missing has them compare.
+      batchesSent_ += strange_.empty() ? 1U : 2U;
       while (!strange_.empty() && present.size() + absent.size() < portion) {
-         absent.push_back(std::move(strange_.back())); // told to no follower: it has no such row
+         absent.push_back(std::move(strange_.back()));
          strange_.pop_back();
       }
       const bool isLast = next == changed_.size() && strange_.empty();
 
       server.add("MULTI");
       server.add("PEXPIRE", keys_.owner, options_.lease.count());
-      server.add("HSET", keys_.meta, "batches", ++batchesSent_, "alive", serverTime(), "state",
+      server.add("HSET", keys_.meta, "batches", batchesSent_, "alive", serverTime(), "state",
                  isComparison && !isLast ? "comparing" : "complete");
       server.add("XADD", keys_.changes, "MAXLEN", "~", kept_.size(), "*", "incarnation", incarnation_, "batch",
                  batchesSent_, "keys", keys);
@@ -222,7 +249,7 @@ struct FeedPublisher::Impl
             server.word(field);
       }
       addEnd(server);
-      return std::size_t{3} + (present.empty() ? 0 : 1) + (absent.empty() ? 0 : 1);
+      return {batchesSent_, std::size_t{3} + (present.empty() ? 0 : 1) + (absent.empty() ? 0 : 1)};
    }
 
    void noteKept(std::size_t keys)
@@ -326,33 +353,25 @@ FeedPublisher::~FeedPublisher()
 void FeedPublisher::put(const BaseRow& row)
 {
    impl_->requireSound(row);
-   if (impl_->table_.rows().replace(row) != Embedded::Table::Replaced::unchanged)
-      impl_->changed(row);
+   impl_->put(row);
 }
 
-bool FeedPublisher::erase(const BaseRow& keyRow)
-{
-   if (!impl_->table_.rows().erase(keyRow))
-      return false;
-   impl_->changed(keyRow);
-   return true;
-}
+bool FeedPublisher::erase(const BaseRow& keyRow) { return impl_->erase(keyRow); }
 
 void FeedPublisher::makeEqual(const Embedded::Table& table)
 {
-   Embedded::Table& rows = impl_->table_.rows();
+   const Embedded::Table& rows = impl_->table_.rows();
    for (const BaseRow& row : table)
       impl_->requireSound(row);
-   rows.reserve(table.size());
+   impl_->table_.rows().reserve(table.size());
    for (const BaseRow& row : table)
-      if (rows.replace(row) != Embedded::Table::Replaced::unchanged)
-         impl_->changed(row);
+      impl_->put(row);
    if (rows.size() == table.size())
       return;
    const std::vector<BaseRow> held(rows.begin(), rows.end());
    for (const BaseRow& row : held)
       if (!table.contains(row))
-         erase(row);
+         impl_->erase(row);
 }
 
 const Embedded::Table& FeedPublisher::table() const { return impl_->table_.rows(); }

@@ -169,6 +169,8 @@ private:
          std::vector<Pair> kept;
          for (std::size_t i = 0; i < pairs.size(); ++i) {
             const bool toServer = polled[2 * i + 1].revents != 0, toClient = polled[2 * i + 2].revents != 0;
+            if (answer_ != nullptr && pairs[i].server.fd() >= 0)
+               continue;
             if ((!toServer || pass(pairs[i].client, pairs[i].server, cutAfter_[0])) &&
                 (!toClient || pass(pairs[i].server, pairs[i].client, cutAfter_[1])))
                kept.push_back(std::move(pairs[i]));
