@@ -191,8 +191,7 @@ std::vector<FeedInfo> feeds(const ServerAddress& address, const Options& options
          if (textOf(*key).size() > prefix.size() + suffix.size())
             found.emplace_back(textOf(*key));
    } while (cursor != "0");
-   std::ranges::sort(found);
-   found.erase(std::ranges::unique(found).begin(), found.end());
+   sortUnique(found);
 
    std::vector<FeedInfo> infos;
    for (const std::string& key : found) {

@@ -2,6 +2,7 @@
 // and the follower's common ground; docs/exchange.md shows it to people. Not installed.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -70,6 +71,14 @@ std::uint64_t timeIn(const redisReply& reply);
 void scanHash(
    Connection& server, const std::string& key, const std::function<void(std::string_view, std::string_view)>& use,
    const std::function<void()>& ready = [] {});
+
+/// Sorts the values; each is there once then.
+template <class T>
+void sortUnique(std::vector<T>& values)
+{
+   std::sort(values.begin(), values.end());
+   values.erase(std::unique(values.begin(), values.end()), values.end());
+}
 
 /// A row's key: the bits of its key column, as an unsigned number.
 using Key = std::uint64_t;

@@ -142,8 +142,7 @@ struct FeedFollower::Impl
       isComparisonDue_ |= number < batchesThere_;
       if (isComparisonDue_ || batches.empty())
          return;
-      std::ranges::sort(changed);
-      changed.erase(std::ranges::unique(changed).begin(), changed.end());
+      sortUnique(changed);
       refresh(server, changed);
       batches_ = number;
       position_ = batches.back().id;

@@ -174,8 +174,7 @@ struct FeedPublisher::Impl
    void writeChanges(bool isComparison)
    {
       Connection& server = link_.connection();
-      std::ranges::sort(changed_);
-      changed_.erase(std::ranges::unique(changed_).begin(), changed_.end());
+      sortUnique(changed_);
       isAttached_ = false; // until all is done: what fails in between is found by a comparison
       std::size_t next = 0;
       for (std::optional<Sent> sent = addBatch(server, next, isComparison); sent;) {

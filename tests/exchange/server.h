@@ -108,9 +108,10 @@ public:
 
    ServerAddress address() const { return unixAddress(folder_.path_ / "socket"); }
 
-   std::atomic<long> cutAfter_[2] = {-1, -1};  ///< bytes to the server, and from it; negative for no cut
-   std::atomic<const char*> answer_ = nullptr; ///< in place of the server's answers, once a connection
-   std::atomic<bool> drips_ = false;           ///< the answer, a byte every 20 ms
+   std::atomic<long> cutAfter_[2] = {-1, -1};         ///< bytes to the server, and from it; negative for no cut
+   std::atomic<const std::string*> answer_ = nullptr; ///< in place of the server's answers, once a connection
+   std::atomic<bool> drips_ = false;                  ///< the answer, a byte every 20 ms
+   std::atomic<bool> endsAnswer_ = false;             ///< by the end of what it says
 
 private:
    using Socket = Zorva::Exchange::Socket;
@@ -140,10 +141,14 @@ private:
 
    void answer(const Socket& client) const
    {
-      for (const char* at = answer_.load(); *at != 0 && !isEnding_; at += drips_ ? 1 : std::strlen(at)) {
-         send(client.fd(), at, drips_ ? 1 : std::strlen(at), MSG_NOSIGNAL);
+      std::string_view rest = *answer_.load();
+      for (std::size_t length = 0; !rest.empty() && !isEnding_; rest.remove_prefix(length)) {
+         length = drips_ ? 1 : rest.size();
+         send(client.fd(), rest.data(), length, MSG_NOSIGNAL);
          std::this_thread::sleep_for(drips_ ? 20ms : 0ms);
       }
+      if (endsAnswer_)
+         shutdown(client.fd(), SHUT_WR);
    }
 
    /// False when there is no more, or it is time to cut.
