@@ -37,7 +37,8 @@ install(TARGETS ${targets} EXPORT ${PROJECT_NAME}
    INCLUDES DESTINATION ${include_dir})
 install(EXPORT ${PROJECT_NAME} NAMESPACE ${PROJECT_NAME}:: DESTINATION ${package_dir} COMPONENT dev)
 file(WRITE ${PROJECT_BINARY_DIR}/${PROJECT_NAME}Config.cmake
-   "include(\${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}.cmake)\n")
+   "include(\${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}.cmake)\n"
+   "include(\${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}Exchange.cmake OPTIONAL)\n")
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake
    COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/${PROJECT_NAME}Config.cmake ${PROJECT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake
@@ -74,11 +75,28 @@ if(ZORVA_EMBEDDED)
    install(TARGETS nexthop-rows RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 endif()
 
+# exchange/ is a component of its own, and what needs it another: neither the libraries above nor their package lead to it.
+if(ZORVA_EXCHANGE)
+   set(exchange_headers exchange/follower.h exchange/publisher.h exchange/rowType.h exchange/server.h)
+   list(TRANSFORM exchange_headers PREPEND ${PROJECT_SOURCE_DIR}/)
+   target_sources(zorva_exchange PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${exchange_headers})
+   set_target_properties(zorva_exchange PROPERTIES INSTALL_RPATH "$ORIGIN")
+   if(TARGET headers-compile-alone)
+      set_target_properties(zorva_exchange PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+      add_dependencies(headers-compile-alone zorva_exchange_verify_interface_header_sets)
+   endif()
+   install(TARGETS zorva_exchange EXPORT ${PROJECT_NAME}Exchange
+      LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT exchange NAMELINK_COMPONENT exchange-dev
+      FILE_SET HEADERS DESTINATION ${include_dir} COMPONENT exchange-dev
+      INCLUDES DESTINATION ${include_dir})
+   install(EXPORT ${PROJECT_NAME}Exchange NAMESPACE ${PROJECT_NAME}:: DESTINATION ${package_dir} COMPONENT exchange-dev)
+endif()
+
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
 
-# Debian packages, built by scripts/package: runtime, development with the documents, program, and the debug information
-# of each that has some.
+# Debian packages, built by scripts/package: runtime, development with the documents, program, exchange and its
+# development, and the debug information of each that has some.
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -87,6 +105,9 @@ set(CPACK_PACKAGE_CONTACT "the owner of this library")
 set(CPACK_COMPONENTS_ALL runtime dev doc)
 if(ZORVA_EMBEDDED)
    list(APPEND CPACK_COMPONENTS_ALL program)
+endif()
+if(ZORVA_EXCHANGE)
+   list(APPEND CPACK_COMPONENTS_ALL exchange exchange-dev)
 endif()
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -104,8 +125,17 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME nexthop-rows)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION}), iproute2")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
+set(exchange_package libzorva-exchange${ZORVA_ABI})
+set(CPACK_DEBIAN_EXCHANGE_PACKAGE_NAME ${exchange_package})
+set(CPACK_DEBIAN_EXCHANGE_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_EXCHANGE_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_EXCHANGE_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_EXCHANGE-DEV_PACKAGE_NAME libzorva-exchange-dev)
+set(CPACK_DEBIAN_EXCHANGE-DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_EXCHANGE-DEV_PACKAGE_DEPENDS
+   "${exchange_package} (= ${PROJECT_VERSION}), libp4runtimeroutingecmptypes-dev (= ${PROJECT_VERSION})")
 include(CPack)
-foreach(group runtime dev program)
+foreach(group runtime dev program exchange exchange-dev)
    cpack_add_component_group(${group})
    cpack_add_component(${group} GROUP ${group})
 endforeach()

@@ -43,6 +43,9 @@ check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpT
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/P4RuntimeRoutingEcmpTypes/*.md
    share/doc/P4RuntimeRoutingEcmpTypes/docs/*.svg'
 check nexthop-rows "$runtime libc6" bin/nexthop-rows
+check libzorva-exchange0 "$runtime libhiredis0.14" 'lib/*/libzorva_exchange.so.*'
+check libzorva-exchange-dev libzorva-exchange0 'include/P4RuntimeRoutingEcmpTypes/exchange/*.h lib/*/libzorva_exchange.so
+   lib/*/cmake/P4RuntimeRoutingEcmpTypes/*Exchange*.cmake'
 check "$runtime-dbgsym" "$runtime" 'lib/debug/.build-id/*/*.debug'
 [[ $(dpkg-deb --info "$runtime"_*deb shlibs | wc -l) == 2 ]] || fail "$runtime has no shlibs file for its two libraries"
 cd "$source"
