@@ -25,29 +25,84 @@ namespace {
 constexpr std::size_t maxReplyBytes = std::size_t{256} << 20;
 constexpr int maxReplyElements = 1 << 20;
 
-/// hiredis' functions that make replies, its arrays limited: a number alone must not have memory taken.
-redisReplyObjectFunctions* replyFunctions(const redisReader& reader)
+/// A new piece of the reply under way, in its place; null when memory is short, which ends the reading.
+redisReply* newPiece(const redisReadTask* task, int type) noexcept
 {
-   static const redisReplyObjectFunctions defaults = *reader.fn;
-   static redisReplyObjectFunctions functions = [] {
-      redisReplyObjectFunctions limited = defaults;
-      limited.createArray = [](const redisReadTask* task, int elements) -> void* {
-         return elements > maxReplyElements ? nullptr : defaults.createArray(task, elements);
-      };
-      return limited;
-   }();
-   return &functions;
+   try {
+      auto& memory = *static_cast<std::unique_ptr<ReplyMemory>*>(task->privdata);
+      auto* const piece = std::pmr::polymorphic_allocator<>(&memory->pieces).new_object<redisReply>();
+      piece->type = type;
+      if (task->parent != nullptr)
+         static_cast<redisReply*>(task->parent->obj)->element[task->idx] = piece;
+      return piece;
+   } catch (const std::bad_alloc&) {
+      return nullptr;
+   }
 }
 
-redisReader* newReader()
+/// Room for so many of T in the reply's memory; null as above.
+template <class T>
+T* newRoom(const redisReadTask* task, std::size_t count) noexcept
 {
-   redisReader* const reader = redisReaderCreate();
+   try {
+      auto& memory = *static_cast<std::unique_ptr<ReplyMemory>*>(task->privdata);
+      return std::pmr::polymorphic_allocator<>(&memory->pieces).allocate_object<T>(count);
+   } catch (const std::bad_alloc&) {
+      return nullptr;
+   }
+}
+
+void* createString(const redisReadTask* task, char* text, std::size_t length) noexcept
+{
+   char* const copy = newRoom<char>(task, length + 1);
+   redisReply* const piece = copy == nullptr ? nullptr : newPiece(task, task->type);
+   if (piece == nullptr)
+      return nullptr;
+   std::memcpy(copy, text, length);
+   copy[length] = 0;
+   piece->str = copy;
+   piece->len = length;
+   return piece;
+}
+
+/// Limited: a number alone must not have memory taken.
+void* createArray(const redisReadTask* task, int elements) noexcept
+{
+   if (elements > maxReplyElements)
+      return nullptr;
+   const auto count = static_cast<std::size_t>(elements);
+   redisReply** const places = newRoom<redisReply*>(task, count);
+   redisReply* const piece = places == nullptr ? nullptr : newPiece(task, REDIS_REPLY_ARRAY);
+   if (piece == nullptr)
+      return nullptr;
+   piece->element = places;
+   piece->elements = count;
+   return piece;
+}
+
+void* createInteger(const redisReadTask* task, long long number) noexcept
+{
+   redisReply* const piece = newPiece(task, REDIS_REPLY_INTEGER);
+   if (piece != nullptr)
+      piece->integer = number;
+   return piece;
+}
+
+void* createNil(const redisReadTask* task) noexcept { return newPiece(task, REDIS_REPLY_NIL); }
+
+/// A reader that puts replies into `memory`, which must stay where it is.
+redisReader* newReader(std::unique_ptr<ReplyMemory>* memory)
+{
+   static redisReplyObjectFunctions functions = {&createString, &createArray, &createInteger, &createNil, [](void*) {}};
+   redisReader* const reader = redisReaderCreateWithFunctions(&functions);
    if (reader == nullptr)
       throw std::bad_alloc();
-   reader->fn = replyFunctions(*reader);
+   reader->privdata = memory;
    reader->maxbuf = 0; // keep the buffer
    return reader;
 }
+
+std::string_view textUpTo(std::string_view text, char end) { return text.substr(0, text.find(end)); }
 
 constexpr const char* typeNames[] = {"nothing", "a text", "an array", "a number", "nil", "a status", "an error"};
 
@@ -250,7 +305,8 @@ Socket::~Socket()
 }
 
 Connection::Connection(const ServerAddress& server, milliseconds limit)
-   : name_(server.text()), limit_(limit), socket_(connectSocket(server, Clock::now() + limit)), reader_(newReader())
+   : name_(server.text()), limit_(limit), socket_(connectSocket(server, Clock::now() + limit)),
+     reader_(newReader(&memory_))
 {
    authenticate(server);
 }
@@ -265,10 +321,9 @@ void Connection::authenticate(const ServerAddress& server)
       flush();
       if (!await(Clock::now() + limit_))
          fail("no whole reply within " + std::to_string(limit_.count()) + " ms");
-      if (next_->type == REDIS_REPLY_ERROR) // whose text may hold what we sent
-         throw FeedRefused(
-            name_ + ": does not take the password: " +
-            shown(std::string_view(next_->str, next_->len).substr(0, std::string_view(next_->str).find(' '))));
+      const redisReply& answer = *memory_->root;
+      if (answer.type == REDIS_REPLY_ERROR) // whose text may hold what we sent
+         throw FeedRefused(name_ + ": does not take the password: " + shown(textUpTo({answer.str, answer.len}, ' ')));
       expectText(*reply(), "OK");
    }
    if (server.database != 0) {
@@ -336,12 +391,14 @@ bool Connection::receive(Clock::time_point until)
 
 bool Connection::await(Clock::time_point until)
 {
-   while (!next_) {
-      void* reply = nullptr;
-      if (redisReaderGetReply(reader_.get(), &reply) != REDIS_OK)
+   if (!memory_)
+      memory_ = std::make_unique<ReplyMemory>();
+   while (memory_->root == nullptr) {
+      void* root = nullptr;
+      if (redisReaderGetReply(reader_.get(), &root) != REDIS_OK)
          fail(std::string("does not speak the protocol: ") + reader_->errstr);
-      next_.reset(static_cast<redisReply*>(reply));
-      if (!next_ && !receive(until))
+      memory_->root = static_cast<const redisReply*>(root);
+      if (root == nullptr && !receive(until))
          return false;
    }
    received_ = 0;
@@ -358,7 +415,7 @@ Reply Connection::reply()
 {
    if (!await(Clock::now() + limit_))
       fail("no whole reply within " + std::to_string(limit_.count()) + " ms");
-   Reply reply = std::move(next_);
+   Reply reply(std::move(memory_));
    throwIfError(*reply);
    return reply;
 }
@@ -371,7 +428,7 @@ void Connection::throwIfError(const redisReply& reply) const
    } else if (reply.type == REDIS_REPLY_ERROR) {
       constexpr std::string_view ends[] = {"NOAUTH", "NOPERM", "WRONGPASS", "WRONGTYPE", "MOVED"};
       const std::string_view text(reply.str, reply.len);
-      if (std::ranges::find(ends, text.substr(0, text.find(' '))) != std::end(ends))
+      if (std::ranges::find(ends, textUpTo(text, ' ')) != std::end(ends))
          throw FeedRefused(name_ + ": " + shown(text));
       fail(shown(text));
    }
@@ -384,7 +441,7 @@ Reply Connection::transaction(std::size_t commands)
       expectText(*reply(), "QUEUED");
    Reply results = reply();
    if (isNil(*results))
-      return nullptr;
+      return {};
    elementsOf(*results, commands);
    return results;
 }

@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <random>
 #include <span>
@@ -23,11 +24,28 @@ namespace Zorva::Exchange {
 
 using Clock = std::chrono::steady_clock;
 
-struct FreeReply
+/// The memory that a reply's pieces lie in, side by side, and its root: a reply of a thousand rows is as much as one
+/// allocation, where hiredis' own would be two thousand.
+struct ReplyMemory
 {
-   void operator()(redisReply* reply) const noexcept { freeReplyObject(reply); }
+   std::pmr::monotonic_buffer_resource pieces{1024};
+   const redisReply* root = nullptr;
 };
-using Reply = std::unique_ptr<redisReply, FreeReply>;
+
+/// A whole reply, or none.
+class Reply
+{
+public:
+   Reply() = default;
+   explicit Reply(std::unique_ptr<ReplyMemory> memory) noexcept : memory_(std::move(memory)) {}
+
+   explicit operator bool() const noexcept { return memory_ != nullptr; }
+   const redisReply& operator*() const noexcept { return *memory_->root; }
+   const redisReply* operator->() const noexcept { return memory_->root; }
+
+private:
+   std::unique_ptr<ReplyMemory> memory_;
+};
 
 // --- what a reply holds. All throw ServerTrouble, saying what came instead, for a reply of another type.
 
@@ -100,7 +118,7 @@ public:
    /// again does not mend, else ServerTrouble.
    Reply reply();
 
-   /// The replies of a transaction of so many commands; null when the server did not do it since a watched key changed.
+   /// The replies of a transaction of so many commands; none when the server did not do it since a watched key changed.
    Reply transaction(std::size_t commands);
 
    [[noreturn]] void fail(const std::string& what) const;
@@ -120,8 +138,8 @@ private:
    Socket socket_;
    std::unique_ptr<redisReader, FreeReader> reader_;
    std::string out_;
-   Reply next_;
-   std::size_t received_ = 0; ///< bytes since the last whole reply
+   std::unique_ptr<ReplyMemory> memory_; ///< of the reply that the reader is at; whole when it has its root
+   std::size_t received_ = 0;            ///< bytes since the last whole reply
 };
 
 /// The connection of a publisher or follower, made when it is needed; after trouble, not before a pause.

@@ -105,6 +105,7 @@ struct FeedFollower::Impl
       ++comparisons_;
       isComparisonDue_ = true; // until it is done
       refused_.clear();
+      const bool hadRows = !table_.rows().empty();
       std::vector<Key> seen;
       scanHash(server, keys_.rows, [&](std::string_view field, std::string_view value) {
          if (const std::optional<Key> key = table_.keyIn(field)) {
@@ -114,17 +115,24 @@ struct FeedFollower::Impl
             refuse(field, "the field is no key");
          }
       });
-      // What was not seen may have gone, or come back.
-      std::ranges::sort(seen);
-      std::vector<Key> unseen;
-      for (const BaseRow& row : table_.rows())
-         if (const Key key = table_.keyOf(row); !std::ranges::binary_search(seen, key))
-            unseen.push_back(key);
-      refresh(server, unseen);
+      if (hadRows)
+         refresh(server, unseenRows(seen));
       incarnation_ = meta.incarnation;
       batches_ = meta.batches;
       position_ = position;
       isComparisonDue_ = false;
+   }
+
+   /// The keys of rows that are not among the keys seen: they may have gone, or come back.
+   std::vector<Key> unseenRows(std::vector<Key>& seen) const
+   {
+      std::vector<Key> unseen;
+      sortUnique(seen);
+      if (seen.size() != table_.rows().size() || !refused_.empty())
+         for (const BaseRow& row : table_.rows())
+            if (const Key key = table_.keyOf(row); !std::ranges::binary_search(seen, key))
+               unseen.push_back(key);
+      return unseen;
    }
 
    /// Takes the reply to XREAD.

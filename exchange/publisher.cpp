@@ -85,6 +85,25 @@ struct FeedPublisher::Impl
                                    std::to_string(check.offset));
    }
 
+   void makeEqual(const Embedded::Table& table)
+   {
+      Embedded::Table fresh(table_.type().name);
+      fresh.reserve(table.size());
+      for (const BaseRow& row : table) {
+         requireSound(row);
+         fresh.insert(row);
+      }
+      if (isAttached_) {
+         for (const BaseRow& row : fresh)
+            if (const BaseRow* const held = table_.rows().find(row); held == nullptr || !held->BaseRow::rowEqual(row))
+               changed_.push_back(table_.keyOf(row));
+         for (const BaseRow& row : table_.rows())
+            if (!fresh.contains(row))
+               changed_.push_back(table_.keyOf(row));
+      }
+      table_.rows() = std::move(fresh);
+   }
+
    void step()
    {
       if (!link_.isConnected())
@@ -163,6 +182,7 @@ struct FeedPublisher::Impl
          if (Clock::now() >= renewAt_)
             renew(false);
       });
+      sortUnique(changed_); // what is read may be read twice
       std::ranges::sort(equal);
       for (const BaseRow& row : table_.rows())
          if (const Key key = table_.keyOf(row); !std::ranges::binary_search(equal, key))
@@ -174,7 +194,8 @@ struct FeedPublisher::Impl
    void writeChanges(bool isComparison)
    {
       Connection& server = link_.connection();
-      sortUnique(changed_);
+      if (!isComparison)
+         sortUnique(changed_);
       isAttached_ = false; // until all is done: what fails in between is found by a comparison
       std::size_t next = 0;
       for (std::optional<Sent> sent = addBatch(server, next, isComparison); sent;) {
@@ -288,7 +309,7 @@ struct FeedPublisher::Impl
    Reply confirm(Connection& server, std::size_t commands)
    {
       Reply results = server.transaction(commands);
-      if (results == nullptr)
+      if (!results)
          server.fail("the lease of the feed has ended");
       expectText(*server.reply(), "OK");
       expectText(*server.reply(), owner_);
@@ -357,21 +378,7 @@ void FeedPublisher::put(const BaseRow& row)
 
 bool FeedPublisher::erase(const BaseRow& keyRow) { return impl_->erase(keyRow); }
 
-void FeedPublisher::makeEqual(const Embedded::Table& table)
-{
-   const Embedded::Table& rows = impl_->table_.rows();
-   for (const BaseRow& row : table)
-      impl_->requireSound(row);
-   impl_->table_.rows().reserve(table.size());
-   for (const BaseRow& row : table)
-      impl_->put(row);
-   if (rows.size() == table.size())
-      return;
-   const std::vector<BaseRow> held(rows.begin(), rows.end());
-   for (const BaseRow& row : held)
-      if (!table.contains(row))
-         impl_->erase(row);
-}
+void FeedPublisher::makeEqual(const Embedded::Table& table) { impl_->makeEqual(table); }
 
 const Embedded::Table& FeedPublisher::table() const { return impl_->table_.rows(); }
 

@@ -38,8 +38,8 @@ public:
    /// Removes the row with the key of `keyRow`; false when there is none.
    bool erase(const BaseRow& keyRow);
 
-   /// Makes the rows those of `table`, which must be of the same type. Throws as put; nothing has changed then, save
-   /// that some rows of `table` may have been filed when memory is short.
+   /// Makes the rows those of `table`, which must be of the same type. Throws as put; nothing has changed
+   /// then.
    void makeEqual(const Embedded::Table& table);
 
    const Embedded::Table& table() const;
