@@ -289,13 +289,18 @@ void expectText(const redisReply& reply, std::string_view text)
       throwUnexpected(reply, '"' + std::string(text) + '"');
 }
 
-std::uint64_t numberIn(std::string_view text)
+std::optional<std::uint64_t> wholeNumber(std::string_view text) noexcept
 {
    std::uint64_t number = 0;
    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-   if (error != std::errc() || end != text.data() + text.size())
-      throw ServerTrouble("the server holds \"" + shown(text) + "\" where a number should be");
-   return number;
+   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+std::uint64_t numberIn(std::string_view text)
+{
+   if (const std::optional<std::uint64_t> number = wholeNumber(text))
+      return *number;
+   throw ServerTrouble("the server holds \"" + shown(text) + "\" where a number should be");
 }
 
 Socket::~Socket()

@@ -56,7 +56,8 @@ std::span<redisReply* const> elementsOf(const redisReply& reply, std::size_t cou
 inline bool isNil(const redisReply& reply) noexcept { return reply.type == REDIS_REPLY_NIL; }
 void expectText(const redisReply& reply, std::string_view text);
 
-/// The decimal number that is the whole text. Throws ServerTrouble.
+/// The decimal number that is the whole text; numberIn throws ServerTrouble where there is none.
+std::optional<std::uint64_t> wholeNumber(std::string_view text) noexcept;
 std::uint64_t numberIn(std::string_view text);
 
 /// Text from outside fit to be shown: control characters as "?", and not too long.

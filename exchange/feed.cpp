@@ -62,7 +62,7 @@ Meta Meta::read(const redisReply& reply)
            .publisher = text(6)};
 }
 
-std::vector<Batch> batchesIn(const redisReply& reply)
+std::optional<std::vector<Batch>> batchesIn(const redisReply& reply)
 {
    std::vector<Batch> batches;
    if (isNil(reply))
@@ -70,11 +70,17 @@ std::vector<Batch> batchesIn(const redisReply& reply)
    const auto stream = elementsOf(*elementsOf(reply, 1)[0], 2);
    for (const redisReply* const entry : elementsOf(*stream[1])) {
       const auto idAndFields = elementsOf(*entry, 2);
-      const auto fields = elementsOf(*idAndFields[1], 2 * batchFields.size());
+      const auto fields = elementsOf(*idAndFields[1]);
+      if (fields.size() != 2 * batchFields.size())
+         return std::nullopt;
       for (std::size_t i = 0; i < batchFields.size(); ++i)
-         expectText(*fields[2 * i], batchFields[i]);
-      batches.push_back({std::string(textOf(*idAndFields[0])), std::string(textOf(*fields[1])),
-                         numberIn(textOf(*fields[3])), std::string(textOf(*fields[5]))});
+         if (textOf(*fields[2 * i]) != batchFields[i])
+            return std::nullopt;
+      const std::optional<std::uint64_t> number = wholeNumber(textOf(*fields[3]));
+      if (!number)
+         return std::nullopt;
+      batches.push_back({std::string(textOf(*idAndFields[0])), std::string(textOf(*fields[1])), *number,
+                         std::string(textOf(*fields[5]))});
    }
    return batches;
 }

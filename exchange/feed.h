@@ -57,8 +57,8 @@ struct Batch
    std::string keys;     ///< with spaces between them
 };
 
-/// The batches in the reply to XREAD of one stream; none for nil.
-std::vector<Batch> batchesIn(const redisReply& reply);
+/// The batches in the reply to XREAD of one stream, no batch for nil; nothing when another has written to the stream.
+std::optional<std::vector<Batch>> batchesIn(const redisReply& reply);
 
 /// The server's run id, from the reply to INFO.
 std::string runIdIn(const redisReply& reply);

@@ -139,33 +139,35 @@ struct FeedFollower::Impl
    void receive()
    {
       Connection& server = link_.connection();
-      const std::vector<Batch> batches = batchesIn(*server.reply());
+      const Reply reply = server.reply();
       isAsked_ = false;
+      const std::optional<std::vector<Batch>> batches = batchesIn(*reply);
       std::vector<Key> changed;
       std::uint64_t number = batches_;
-      for (const Batch& batch : batches) {
-         isComparisonDue_ |= batch.incarnation != incarnation_ || batch.number != ++number;
-         addKeys(changed, batch.keys);
-      }
-      isComparisonDue_ |= number < batchesThere_;
-      if (isComparisonDue_ || batches.empty())
+      for (const Batch& batch : batches.value_or(std::vector<Batch>()))
+         isComparisonDue_ |=
+            batch.incarnation != incarnation_ || batch.number != ++number || !addKeys(changed, batch.keys);
+      isComparisonDue_ |= !batches || number < batchesThere_;
+      if (isComparisonDue_ || batches->empty())
          return;
       sortUnique(changed);
       refresh(server, changed);
       batches_ = number;
-      position_ = batches.back().id;
+      position_ = batches->back().id;
    }
 
-   void addKeys(std::vector<Key>& keys, std::string_view texts) const
+   /// False when the texts are not all keys.
+   bool addKeys(std::vector<Key>& keys, std::string_view texts) const
    {
       while (!texts.empty()) {
          const std::size_t length = std::min(texts.find(' '), texts.size());
          const std::optional<Key> key = table_.keyIn(texts.substr(0, length));
          if (!key)
-            throw ServerTrouble(link_.name() + ": the feed's stream names no key: " + shown(texts.substr(0, length)));
+            return false;
          keys.push_back(*key);
          texts.remove_prefix(std::min(length + 1, texts.size()));
       }
+      return true;
    }
 
    /// Reads the present rows of these keys.
