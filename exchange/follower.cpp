@@ -83,11 +83,8 @@ struct FeedFollower::Impl
    }
 
    /// Whether the feed is not what we can go on from. One that is not there, or an older state of ours in a server that
-   /// was restarted, is none to take rows from: its publisher will make it good.
-   bool isOther(const Meta& meta) const
-   {
-      return meta.exists() && (meta.incarnation != incarnation_ || (meta.batches < batches_ && meta.run == run_));
-   }
+   /// was restarted, is none to take rows from: its publisher will make it good, in a new incarnation.
+   bool isOther(const Meta& meta) const { return meta.exists() && meta.incarnation != incarnation_; }
 
    /// Makes the table equal to the whole feed.
    void compare(Connection& server)

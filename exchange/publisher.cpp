@@ -16,8 +16,9 @@ namespace {
 /// The bytes of one batch's commands, at most by one row more: a transaction keeps the server busy.
 constexpr std::size_t maxBatchBytes = std::size_t{1} << 20;
 
-/// Stream entries are kept that name so many keys together, and so many entries at most: some megabytes.
-constexpr std::size_t maxKeysKept = 100'000;
+/// Stream entries are kept that name so many keys together, and so many entries at most: some ten megabytes. A follower
+/// may be so far behind, also while a large table is written for the first time.
+constexpr std::size_t maxKeysKept = 1'000'000;
 constexpr std::size_t maxBatchesKept = 10'000;
 
 std::string randomHex()
@@ -138,8 +139,8 @@ struct FeedPublisher::Impl
       serverTime_ = milliseconds(timeIn(*server.reply()));
       serverTimeAt_ = Clock::now();
 
-      // A batch whose reply was lost may have been done. Anything else that is not as we left it, and followers start
-      // over.
+      // A batch whose reply was lost may have been done. If anything else is not as we left it, or the server may have
+      // forgotten what followers have seen, they start over.
       const bool goesOn = !incarnation_.empty() && meta.incarnation == incarnation_ && meta.run == run &&
                           (meta.batches == batches_ || meta.batches == batches_ + 1);
       batches_ = batchesSent_ = goesOn ? meta.batches : 0;
@@ -196,7 +197,6 @@ struct FeedPublisher::Impl
       Connection& server = link_.connection();
       if (!isComparison)
          sortUnique(changed_);
-      isAttached_ = false; // until all is done: what fails in between is found by a comparison
       std::size_t next = 0;
       for (std::optional<Sent> sent = addBatch(server, next, isComparison); sent;) {
          server.flush();
@@ -208,7 +208,6 @@ struct FeedPublisher::Impl
          sent = following;
       }
       changed_.clear();
-      isAttached_ = true;
    }
 
    /// A batch under way.
