@@ -37,7 +37,7 @@ public:
 class Server
 {
 public:
-   explicit Server(bool keepsLog = false) : keepsLog_(keepsLog) { start(); }
+   explicit Server(const char* log = "no") : log_(log) { start(); }
    ~Server() { kill(); }
 
    ServerAddress address() const { return unixAddress(folder_.path_ / "socket"); }
@@ -45,27 +45,17 @@ public:
 
    void start()
    {
-      const std::string path = file("socket"), dir = folder_.path_;
-      const char* const arguments[] = {"redis-server",
-                                       "--port",
-                                       "0",
-                                       "--unixsocket",
-                                       path.c_str(),
-                                       "--dir",
-                                       dir.c_str(),
-                                       "--save",
-                                       "",
-                                       "--appendonly",
-                                       keepsLog_ ? "yes" : "no",
-                                       "--logfile",
-                                       "log",
-                                       nullptr};
-      if (posix_spawnp(&pid_, "redis-server", nullptr, nullptr, const_cast<char**>(arguments), environ) != 0)
-         throw std::runtime_error("no redis-server");
-      for (;;)
+      const std::string command =
+         "cd " + folder_.path_.string() +
+         "; exec redis-server --port 0 --unixsocket socket --save '' --logfile log --appendonly " + log_;
+      const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
+      posix_spawnp(&pid_, "sh", nullptr, nullptr, const_cast<char**>(arguments), environ);
+      for (const auto until = Zorva::Exchange::Clock::now() + 20s;;)
          try {
             return void(run("DBSIZE"));
          } catch (const Zorva::Exchange::ServerTrouble&) { // not yet there, or still loading
+            if (Zorva::Exchange::Clock::now() > until)
+               throw;
             std::this_thread::sleep_for(2ms);
          }
    }
@@ -96,14 +86,17 @@ public:
 
 private:
    TemporaryFolder folder_;
-   bool keepsLog_;
+   const char* log_;
    pid_t pid_ = 0;
 };
 
 class Relay
 {
 public:
-   explicit Relay(const ServerAddress& server) : server_(server), listening_(listenOn(folder_.path_ / "socket")) {}
+   explicit Relay(const ServerAddress& server) : server_(server), listening_(socketAt(folder_.path_ / "socket", &bind))
+   {
+      listen(listening_.fd(), 64);
+   }
    ~Relay() { isEnding_ = true; }
 
    ServerAddress address() const { return unixAddress(folder_.path_ / "socket"); }
@@ -120,23 +113,14 @@ private:
       Socket client, server;
    };
 
-   static Socket listenOn(const std::string& path)
+   /// A socket that is bound or connected to the path.
+   static Socket socketAt(const std::string& path, int (*attach)(int, const sockaddr*, socklen_t))
    {
       sockaddr_un address{AF_UNIX, {}};
       path.copy(address.sun_path, sizeof address.sun_path - 1);
       Socket made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-      if (bind(made.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(made.fd(), 64) != 0)
-         throw std::runtime_error("cannot listen on " + path);
+      attach(made.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
       return made;
-   }
-
-   Socket connectToServer() const
-   {
-      sockaddr_un address{AF_UNIX, {}};
-      server_.path.copy(address.sun_path, sizeof address.sun_path - 1);
-      Socket made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-      return connect(made.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? std::move(made)
-                                                                                            : Socket(-1);
    }
 
    void answer(const Socket& client) const
@@ -183,12 +167,9 @@ private:
          pairs.swap(kept);
          if (polled[0].revents != 0) {
             Socket client(accept(listening_.fd(), nullptr, nullptr));
-            if (answer_ != nullptr) {
+            if (answer_ != nullptr)
                answer(client);
-               pairs.push_back({std::move(client), Socket(-1)});
-            } else if (Socket server = connectToServer(); server.fd() >= 0) {
-               pairs.push_back({std::move(client), std::move(server)});
-            }
+            pairs.push_back({std::move(client), answer_ != nullptr ? Socket(-1) : socketAt(server_.path, &connect)});
          }
       }
    }
