@@ -183,7 +183,6 @@ struct FeedPublisher::Impl
          if (Clock::now() >= renewAt_)
             renew(false);
       });
-      sortUnique(changed_); // what is read may be read twice
       std::ranges::sort(equal);
       for (const BaseRow& row : table_.rows())
          if (const Key key = table_.keyOf(row); !std::ranges::binary_search(equal, key))
@@ -195,8 +194,9 @@ struct FeedPublisher::Impl
    void writeChanges(bool isComparison)
    {
       Connection& server = link_.connection();
-      if (!isComparison)
-         sortUnique(changed_);
+      // Not in the order of our table: rows that come in the order of their hashes fill a follower's table unevenly
+      // while it grows, and its probes get long.
+      sortUnique(changed_);
       std::size_t next = 0;
       for (std::optional<Sent> sent = addBatch(server, next, isComparison); sent;) {
          server.flush();
