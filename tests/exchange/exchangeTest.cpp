@@ -207,6 +207,7 @@ TEST(Exchange, ConnectionsCutAfterEveryByte)
    pair.expectEqual();
    pair.server_.kill();
    pair.server_.start();
+   std::this_thread::sleep_for(50ms); // until the relay has passed that on
    EXPECT_TRUE(pair.publisher_->sync(1s)) << pair.publisher_->problem(); // at once, not when it renews its lease
    EXPECT_EQ(pair.server_.hash(pair.keys_.rows), contentsOf<NexthopInfoRow>(pair.publisher_->table()));
    for (const int way : {0, 1})
