@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 
+import kernel
 import madeUpDump
 import report
 
@@ -153,6 +154,22 @@ def goals(rows, second, checks_cost, many, program, exchange, huge):
     return all_goals
 
 
+def kernel_goals(measured):
+    """On the running kernel; none where it may not be asked."""
+    if measured is None:
+        return []
+    imported, ((small_latency, small_cost), (large_latency, large_cost)) = measured
+    wanted = max(1.5 * (imported['receiving'] + imported['filing']), imported['nexthops'] * 1e-6)
+    return [
+        Goal('watch, a change at 10^3 next hops, median ms to its line', small_latency * 1e3, '<=', 5),
+        Goal('watch, a change at 10^5 next hops, median ms to its line', large_latency * 1e3, '<=', 5),
+        Goal('watch, processor time a change, 10^5 / 10^3 next hops', large_cost / small_cost, '<=', 1.5),
+        Goal('import of 10^5 next hops / receiving and filing alone, or 1 µs each',
+             imported['import'] / wanted, '<=', 1),
+        Goal('bytes a next hop beyond its row', round(imported['stateBytes'] / imported['nexthops']), '<=', 300),
+    ]
+
+
 def met(goal):
     return goal.measured <= goal.wanted if goal.relation == '<=' else goal.measured >= goal.wanted
 
@@ -181,7 +198,8 @@ def measure(build, quick, huge):
     cost = 1.0
     for name, time in unchecked.times.items():
         cost *= (checked.times[name] / time) ** (1 / len(unchecked.times))
-    return goals(rows, second, cost, many, program, measure_exchange(build, quick), huge), rows, second, many
+    return (goals(rows, second, cost, many, program, measure_exchange(build, quick), huge) +
+            kernel_goals(kernel.measure(build)), rows, second, many)
 
 
 def main():

@@ -26,13 +26,13 @@ class InlineRow : public Zorva::BaseRow
 public:
    explicit InlineRow(const Values& v) : BaseRow(nexthopInfoColumns.fixedLength)
    {
-      Zorva::storeColumns<nexthopInfoColumns>(*this, header(), v.genId, v.entryHandle, v.valid, v.entryId, v.id,
+      Zorva::storeColumns<nexthopInfoColumns>(*this, freshBuffer(), v.genId, v.entryHandle, v.valid, v.entryId, v.id,
                                               v.portId, v.dmac, v.smac, v.drop, v.encapType, v.encapId);
-      rowTypeIs(Zorva::rowTypeId(rowType, "P4RuntimeRouting::NexthopInfoRow"));
+      rowTypeIs(Zorva::Internal::rowTypeId(rowType, "P4RuntimeRouting::NexthopInfoRow"));
    }
 
 private:
-   static inline std::atomic<Zorva::len_t> rowType{Zorva::unknownRowType};
+   static inline std::atomic<Zorva::len_t> rowType{Zorva::Internal::unknownRowType};
 };
 
 NexthopInfoRow builtRow(const Values& v)

@@ -9,7 +9,7 @@ constinit thread_local BaseRowCounters BaseRow::baseRowCounters;
 std::string BaseRow::toString() const
 {
    if (isNull())
-      return std::string(nullRowText);
+      return std::string(Internal::nullRowText);
    return "len: " + std::to_string(rowLength()) + ", type: " + std::to_string(rowType());
 }
 
@@ -26,24 +26,16 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
 {
    const vcdType& slots = vcd();
    const std::size_t rowEnd = checkedRowLength();
-   const auto areaOf = [&](len_t slotOffset) -> std::span<unsigned char> {
-      const VColType& slot = slotAt(slotOffset);
-      if (slot.isEmpty())
-         return {};
-      checkInside(slot.dataOffset(), slot.dataLength(), rowEnd);
-      if (slot.dataOffset() < baseRowLength)
-         throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
-      return {header() + slot.dataOffset(), slot.dataLength()};
-   };
    for (auto one = slots.begin(); one != slots.end(); ++one) {
-      const auto area = areaOf(*one);
-      for (auto other = slots.begin(); other != one && !area.empty(); ++other) {
-         const auto before = areaOf(*other);
-         if (!before.empty() && area.data() < before.data() + before.size() &&
-             before.data() < area.data() + area.size())
+      const Internal::Area area = slotAt(*one).area();
+      if (area.isEmpty())
+         continue;
+      if (area.faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none)
+         Internal::throwOutsideBuffer(area.begin, area.length(), rowEnd);
+      for (auto other = slots.begin(); other != one; ++other)
+         if (area.overlaps(slotAt(*other).area()))
             ZoOutOfRange::throwException("the data of the slots at offsets " + std::to_string(*other) + " and " +
                                          std::to_string(*one) + " overlap");
-      }
    }
 
    len_t filled = baseRowLength;

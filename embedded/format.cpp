@@ -2,46 +2,12 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <cxxabi.h>
-#include <ostream>
-#include <streambuf>
 #include <string_view>
 
 #include "platform/zorva/ethAddr.h"
+#include "rowstore/putArea.h"
 
 namespace {
-
-/// Sets badbit, without the exception that the stream may throw for it.
-void becomeBad(std::ostream& os)
-{
-   try {
-      os.setstate(std::ios_base::badbit);
-   } catch (const std::ios_base::failure&) { // what the stream buffer threw counts
-   }
-}
-
-/// Inserts `text` as `os << text` does. Where neither field width nor flushing asks for more, straight into the stream
-/// buffer: the general way takes longer than the text.
-inline std::ostream& insert(std::ostream& os, std::string_view text)
-{
-   if (!os.good() || os.width() != 0 || os.tie() != nullptr || (os.flags() & std::ios_base::unitbuf) != 0)
-      return os << text;
-   const auto length = static_cast<std::streamsize>(text.size());
-   try {
-      if (os.rdbuf()->sputn(text.data(), length) == length)
-         return os;
-   } catch (const abi::__forced_unwind&) { // the end of the thread
-      becomeBad(os);
-      throw;
-   } catch (...) {
-      becomeBad(os);
-      if ((os.exceptions() & std::ios_base::badbit) != 0)
-         throw;
-      return os;
-   }
-   os.setstate(std::ios_base::badbit);
-   return os;
-}
 
 /// "00", "01" ... "ff", each as the number that its two characters are in memory.
 constexpr auto hexPairs = [] {
@@ -67,11 +33,11 @@ std::ostream& Zorva::operator<<(std::ostream& os, const EthAddr& address)
    char text[17];
    std::memcpy(text, words, sizeof words);
    text[16] = static_cast<char>(pair(5) >> 8);
-   return insert(os, std::string_view(text, sizeof text));
+   return Internal::insertText(os, std::string_view(text, sizeof text));
 }
 
 /// "true" or "false".
 std::ostream& Zorva::operator<<(std::ostream& os, const FMT<bool>& value)
 {
-   return insert(os, value.value ? std::string_view("true") : std::string_view("false"));
+   return Internal::insertText(os, value.value ? std::string_view("true") : std::string_view("false"));
 }

@@ -1,315 +1,136 @@
 #include "embedded/table.h"
 
-#include <sys/mman.h>
-
-#include <memory>
+#include <atomic>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
+#include "embedded/hashIndex.h"
 #include "embedded/registry.h"
-#include "rowtype/typeId.h"
 
 namespace Zorva::Embedded {
 
 namespace {
 
-/// One entry of the index: a row and 32 bits of its key hash, or a null row where it is free. The hash lies in the row
-/// object's padding, so an entry is as large as a row. Moving rows between entries moves no construction counter.
-class Entry final : public BaseRow
+std::shared_ptr<RowOpsBase> keyOps(const std::string& rowTypeName)
 {
-public:
-   Entry() noexcept = default;
-
-   /// Shares the buffer of `row` as any copy of a row does.
-   Entry(const BaseRow& row, std::uint32_t hash) noexcept : BaseRow(row), hash_(hash) {}
-
-   std::uint32_t hash() const noexcept { return hash_; }
-
-   /// Gives up the row held for one with the same key.
-   void replace(const BaseRow& row) noexcept { BaseRow::operator=(row); }
-
-   /// Takes the row out of `from`, which is free then.
-   void take(Entry& from) noexcept
-   {
-      rowBuf_ = std::move(from.rowBuf_);
-      rowOffset_ = from.rowOffset_;
-      subRow_ = from.subRow_;
-      readOnly_ = from.readOnly_;
-      hash_ = from.hash_;
-   }
-
-   void release() noexcept { rowBuf_ = RowBufHandle(); }
-
-   /// Has the row's memory fetched while other loads are under way. The two blocks of a row are allocated together,
-   /// so its bytes mostly lie within a cache line of the block that names them; a wrong guess costs nothing.
-   void prefetchRow() const noexcept
-   {
-      constexpr std::size_t cacheLine = 64;
-      const auto* const block = reinterpret_cast<const char*>(rowBuf_.get());
-      __builtin_prefetch(block);
-      __builtin_prefetch(block + cacheLine);
-   }
-
-private:
-   std::uint32_t hash_ = 0;
-};
-static_assert(sizeof(Entry) == sizeof(BaseRow));
-
-/// Asks the kernel for huge pages: a large index is hit at random, and page faults and address translation took a third
-/// of the time of filling one. Only a hint.
-void adviseHugePages(void* memory, std::size_t size) noexcept
-{
-   constexpr std::size_t hugePage = std::size_t{2} << 20;
-   const std::size_t skipped = -reinterpret_cast<std::uintptr_t>(memory) % hugePage;
-   if (skipped < size)
-      madvise(static_cast<char*>(memory) + skipped, (size - skipped) / hugePage * hugePage, MADV_HUGEPAGE);
+   RowOpsGenerator* const generator = rowOpsGenerator(rowTypeName);
+   if (generator == nullptr)
+      throw std::invalid_argument("no row operations are installed for row type \"" + rowTypeName + "\"");
+   std::shared_ptr<RowOpsBase> ops = (*generator)(0);
+   if (ops == nullptr)
+      throw std::invalid_argument("row type \"" + rowTypeName + "\" has no index 0");
+   return ops;
 }
 
-/// 2 to the power of `bits` entries.
-std::vector<Entry> freeEntries(unsigned bits)
+/// An odd number, another one at each call, that cannot be predicted. The process asks the system for randomness once;
+/// splitmix64 (Steele, Lea, Flood) makes all numbers of that.
+std::uint64_t randomMultiplier()
 {
-   const std::size_t count = std::size_t{1} << bits;
-   std::vector<Entry> entries;
-   entries.reserve(count);
-   adviseHugePages(entries.data(), count * sizeof(Entry));
-   const BaseRowCounters before = BaseRow::baseRowCounters;
-   entries.resize(count);
-   BaseRow::baseRowCounters = before; // free entries are nobody's rows
-   return entries;
+   static std::atomic<std::uint64_t> state = [] {
+      std::random_device random;
+      return std::uint64_t{random()} << 32 | random();
+   }();
+   std::uint64_t z = state.fetch_add(0x9E3779B97F4A7C15, std::memory_order_relaxed);
+   z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9;
+   z = (z ^ z >> 27) * 0x94D049BB133111EB;
+   return (z ^ z >> 31) | 1;
 }
 
 } // namespace
 
-// Open addressing with linear probing in a power of two of entries, always some of them free. A row's home is given by
-// the upper bits of its hash, so growth reads the old entries and writes the new ones front to back and touches no row.
-// Erasing closes the gap it leaves: there are no tombstones, and between a row and its home no entry is free.
-//
-// A byte beside each entry says whether it is free, and else seven bits of its hash. Probing reads these bytes, which
-// stay in the cache where the entries do not, eight at once and almost without a branch that depends on them: filing a
-// row waits for no entry, finding one for hardly any but its own.
-struct Table::Impl
+struct __attribute__((visibility("hidden"))) Table::Impl
 {
-   explicit Impl(const std::string& typeName) : rowTypeName_(typeName)
+   Impl(const std::string& typeName, std::optional<len_t> type)
+      : rowTypeName_(typeName), rowType_(type), index_(keyOps(typeName), randomMultiplier())
    {
-      RowOpsGenerator* const generator = rowOpsGenerator(typeName);
-      if (generator == nullptr)
-         throw std::invalid_argument("no row operations are installed for row type \"" + typeName + "\"");
-      ops_ = (*generator)(0);
-      if (ops_ == nullptr)
-         throw std::invalid_argument("row type \"" + typeName + "\" has no index 0");
    }
 
-   /// The upper half of the key hash after a multiplication that spreads weak hashes over it.
-   std::uint32_t hashOf(const BaseRow& row) const
+   /// The entry of the row with `row`'s key, none when there was none: `row` is filed then.
+   std::optional<std::size_t> fileUnlessHeld(const BaseRow& row)
    {
-      constexpr std::uint64_t goldenRatio = 0x9E3779B97F4A7C15;
-      row.requireBuffer();
-      return static_cast<std::uint32_t>((ops_->keyHash(row) * goldenRatio) >> 32);
-   }
-
-   std::size_t home(std::uint32_t hash) const noexcept { return hash >> (hashBits - bits_); }
-   std::size_t mask() const noexcept { return entries_.size() - 1; }
-   std::size_t next(std::size_t at) const noexcept { return (at + 1) & mask(); }
-
-   /// Where the row with `row`'s key is, or else the free entry where it would go.
-   std::size_t probe(const BaseRow& row, std::uint32_t hash) const
-   {
-      __builtin_prefetch(&entries_[home(hash)]);
-      for (std::size_t at = home(hash);; at = (at + tagsAtOnce) & mask()) {
-         const std::uint64_t tags = tagsFrom(at);
-         const std::uint64_t free = ~tags & highBits;
-         const std::uint64_t others = tags ^ lowBits * tagOf(hash);
-         // The bytes of `others` that are 0, and some behind them; those before the first free entry.
-         std::uint64_t candidates = (others - lowBits) & ~others & highBits & (free - 1) & ~free;
-         for (; candidates != 0; candidates &= candidates - 1) {
-            const std::size_t candidate = placeOf(at, candidates);
-            if (entries_[candidate].hash() != hash)
-               continue;
-            entries_[candidate].prefetchRow();
-            if (ops_->keyEquals(entries_[candidate], row))
-               return candidate;
-         }
-         if (free != 0)
-            return placeOf(at, free);
-      }
-   }
-
-   /// The first free entry from `at` on.
-   std::size_t freeFrom(std::size_t at) const noexcept
-   {
-      std::uint64_t free;
-      while ((free = ~tagsFrom(at) & highBits) == 0)
-         at = (at + tagsAtOnce) & mask();
-      return placeOf(at, free);
-   }
-
-   std::uint64_t tagsFrom(std::size_t at) const noexcept
-   {
-      std::uint64_t tags;
-      std::memcpy(&tags, &tags_[at], sizeof tags);
-      return tags;
-   }
-
-   /// The entry that the lowest bit of `marks` marks, a bit in the byte of each entry from `at` on.
-   std::size_t placeOf(std::size_t at, std::uint64_t marks) const noexcept
-   {
-      return (at + static_cast<std::size_t>(std::countr_zero(marks)) / 8) & mask();
-   }
-
-   void tagIs(std::size_t at, unsigned char tag) noexcept
-   {
-      tags_[at] = tag;
-      if (at < tagsAtOnce)
-         tags_[entries_.size() + at] = tag;
-   }
-
-   /// The entry of the row with `row`'s key, or null when there was none: `row` is filed then.
-   Entry* fileUnlessHeld(const BaseRow& row)
-   {
-      const std::uint32_t hash = hashOf(row);
+      const std::uint32_t hash = index_.hashOf(row);
       const len_t type = row.rowType();
       if (rowType_ && type != *rowType_)
-         throwBadCast(type, *rowType_, row.rowPosition());
-      std::size_t at = probe(row, hash);
-      if (tags_[at] != freeTag)
-         return &entries_[at];
-      if (size_ == rowsThatFit(bits_)) {
-         grow(bits_ + 1);
-         at = freeFrom(home(hash));
-      }
-      std::construct_at(&entries_[at], row, hash); // over a null row, which is not read: that would wait for memory
-      tagIs(at, tagOf(hash));
+         Internal::throwBadCast(type, *rowType_, row.rowPosition());
+      const std::size_t at = index_.probe(row, hash);
+      if (!index_.isFree(at))
+         return at;
+      index_.file(at, row, hash);
       rowType_ = type;
-      ++size_;
-      return nullptr;
+      return std::nullopt;
    }
 
-   /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
-   void remove(std::size_t gap) noexcept
-   {
-      entries_[gap].release();
-      for (std::size_t at = next(gap); tags_[at] != freeTag; at = next(at)) {
-         const std::size_t fromHome = (at - home(entries_[at].hash())) & mask();
-         const std::size_t fromGap = (at - gap) & mask();
-         if (fromHome >= fromGap) {
-            entries_[gap].take(entries_[at]);
-            tagIs(gap, tags_[at]);
-            gap = at;
-         }
-      }
-      tagIs(gap, freeTag);
-      --size_;
-   }
-
-   void reserve(std::size_t rows)
-   {
-      unsigned bits = bits_;
-      while (bits <= hashBits && rowsThatFit(bits) < rows)
-         ++bits;
-      if (bits != bits_)
-         grow(bits);
-   }
-
-   void grow(unsigned bits)
-   {
-      if (bits > hashBits)
-         throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
-      std::vector<unsigned char> tags = freeTags(bits);
-      std::vector<Entry> old = std::exchange(entries_, freeEntries(bits));
-      tags_ = std::move(tags);
-      bits_ = bits;
-      for (Entry& entry : old) {
-         if (entry.isNull())
-            continue;
-         const std::size_t at = freeFrom(home(entry.hash()));
-         entries_[at].take(entry);
-         tagIs(at, tagOf(entry.hash()));
-      }
-   }
-
-   std::size_t firstFrom(std::size_t at) const noexcept
-   {
-      while (at < entries_.size() && tags_[at] == freeTag)
-         ++at;
-      return at;
-   }
-
-   static unsigned char tagOf(std::uint32_t hash) noexcept { return static_cast<unsigned char>(hash | 0x80); }
-
-   /// Four fifths of the entries: beyond, the probes of keys that are not there get long.
-   static constexpr std::size_t rowsThatFit(unsigned bits) noexcept { return (std::size_t{1} << bits) / 5 * 4; }
-
-   static std::vector<unsigned char> freeTags(unsigned bits)
-   {
-      return std::vector<unsigned char>((std::size_t{1} << bits) + tagsAtOnce, freeTag);
-   }
-
-   static constexpr unsigned hashBits = 32;
-   static constexpr unsigned char freeTag = 0;
-   static constexpr std::uint64_t lowBits = 0x0101010101010101;
-   static constexpr std::uint64_t highBits = 0x8080808080808080;
-   static constexpr std::size_t tagsAtOnce = sizeof(std::uint64_t);
+   std::size_t probe(const BaseRow& keyRow) const { return index_.probe(keyRow, index_.hashOf(keyRow)); }
 
    std::string rowTypeName_;
-   std::shared_ptr<RowOpsBase> ops_;
-   unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
-   std::vector<Entry> entries_ = freeEntries(bits_);
-   std::vector<unsigned char> tags_ = freeTags(bits_); ///< of the entries, and once more of the first of them
-   std::size_t size_ = 0;
-   std::optional<len_t> rowType_; ///< of the first row filed
+   std::optional<len_t> rowType_; ///< of the rows; until the first one is filed, it may be unknown
+   Internal::HashIndex index_;
 };
 
-Table::Table(const std::string& rowTypeName) : impl_(std::make_unique<Impl>(rowTypeName)) {}
+Table::Table(const std::string& rowTypeName) : impl_(std::make_unique<Impl>(rowTypeName, std::nullopt)) {}
+Table::Table(const std::string& rowTypeName, len_t rowType) : impl_(std::make_unique<Impl>(rowTypeName, rowType)) {}
 Table::~Table() = default;
 Table::Table(Table&&) noexcept = default;
 Table& Table::operator=(Table&&) noexcept = default;
 
+void Table::swap(Table& other) noexcept { impl_.swap(other.impl_); }
+
 const std::string& Table::rowTypeName() const { return impl_->rowTypeName_; }
 
-bool Table::insert(const BaseRow& row) { return impl_->fileUnlessHeld(row) == nullptr; }
+bool Table::insert(const BaseRow& row) { return !impl_->fileUnlessHeld(row); }
 
 Table::Replaced Table::replace(const BaseRow& row)
 {
-   Entry* const held = impl_->fileUnlessHeld(row);
-   if (held == nullptr)
+   const std::optional<std::size_t> held = impl_->fileUnlessHeld(row);
+   if (!held)
       return Replaced::inserted;
-   if (impl_->ops_->rowEquals(*held, row))
+   if (impl_->index_.ops().rowEquals(impl_->index_[*held], row))
       return Replaced::unchanged;
-   held->replace(row);
+   impl_->index_.replace(*held, row);
    return Replaced::changed;
 }
 
 const BaseRow* Table::find(const BaseRow& keyRow) const
 {
-   const std::size_t at = impl_->probe(keyRow, impl_->hashOf(keyRow));
-   return impl_->tags_[at] == Impl::freeTag ? nullptr : &impl_->entries_[at];
+   const std::size_t at = impl_->probe(keyRow);
+   return impl_->index_.isFree(at) ? nullptr : &impl_->index_[at];
 }
 
 bool Table::erase(const BaseRow& keyRow)
 {
-   const std::size_t at = impl_->probe(keyRow, impl_->hashOf(keyRow));
-   if (impl_->tags_[at] == Impl::freeTag)
+   const std::size_t at = impl_->probe(keyRow);
+   if (impl_->index_.isFree(at))
       return false;
-   impl_->remove(at);
+   impl_->index_.remove(at);
    return true;
 }
 
-std::size_t Table::size() const noexcept { return impl_->size_; }
+Table::const_iterator Table::erase(const_iterator at)
+{
+   remove(at);
+   return impl_->index_.isFree(at.entry_) ? ++at : at; // a row from behind may have taken the entry
+}
 
-void Table::reserve(std::size_t rows) { impl_->reserve(rows); }
+void Table::remove(const_iterator at) noexcept { impl_->index_.remove(at.entry_); }
 
-Table::const_iterator::reference Table::const_iterator::operator*() const { return table_->entries_[position_]; }
+void Table::clear() noexcept { impl_->index_.clear(); }
+
+std::size_t Table::size() const noexcept { return impl_->index_.size(); }
+
+void Table::reserve(std::size_t rows) { impl_->index_.reserve(rows); }
+
+Table::const_iterator::reference Table::const_iterator::operator*() const { return table_->index_[entry_]; }
 
 Table::const_iterator& Table::const_iterator::operator++()
 {
-   position_ = table_->firstFrom(position_ + 1);
+   entry_ = table_->index_.after(entry_);
    return *this;
 }
 
-Table::const_iterator Table::begin() const noexcept { return {impl_.get(), impl_->firstFrom(0)}; }
+Table::const_iterator Table::begin() const noexcept { return ++end(); }
 
-Table::const_iterator Table::end() const noexcept { return {impl_.get(), impl_->entries_.size()}; }
+Table::const_iterator Table::end() const noexcept { return {impl_.get(), impl_->index_.end()}; }
 
 } // namespace Zorva::Embedded

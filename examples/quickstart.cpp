@@ -1,7 +1,7 @@
 // The library in one screen: create a row, read and write it, copy and diverge, look up in a table, print.
 #include <iostream>
 
-#include "embedded/table.h"
+#include "embedded/tableOf.h"
 #include "routing_types/P4RuntimeRoutingEcmpTypes.h"
 
 using P4RuntimeRouting::EcmpMemberListRow;
@@ -28,11 +28,11 @@ int main()
       std::cout << "group " << group.id() << " has member " << member << '\n';
 
    // File rows in a table and look them up by key; a second row with the same key is refused.
-   Zorva::Embedded::Table table(NexthopInfoRow::rowTypeName());
+   Zorva::Embedded::TableOf<NexthopInfoRow> table;
    table.insert(row);
    std::cout << "the copy is filed too: " << table.insert(copy) << '\n';
-   if (const Zorva::BaseRow* const found = table.find(NexthopInfoRow::key(7)))
-      std::cout << "found " << NexthopInfoRow(*found) << '\n'; // print as text
+   if (const auto found = table.find(NexthopInfoRow::key(7)))
+      std::cout << "found " << *found << '\n'; // print as text
 
    std::cout << group.toJson() << '\n'; // or as JSON
 }

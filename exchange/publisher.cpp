@@ -79,7 +79,7 @@ struct FeedPublisher::Impl
       const RowType& type = table_.type();
       const len_t found = row.rowType();
       if (found != type.id())
-         throwBadCast(found, type.id(), row.rowPosition());
+         Internal::throwBadCast(found, type.id(), row.rowPosition());
       const RowCheck check = type.verify(row.bytes());
       if (!check.ok())
          ZoBadCast::throwException("bytes are no " + type.name + ": " + std::string(text(check.fault)) + " at offset " +

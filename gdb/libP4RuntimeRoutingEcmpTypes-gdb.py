@@ -5,25 +5,16 @@ printers only read memory and call nothing in the program, so they work on a cor
 should be is shown as "<...>": nothing in it makes a printer fail.
 
 A row's columns come from its type's column table, found in the debug information by name (PortRow: portColumns, in the
-same namespace). For the library's own row types the copy below stands in where that table was stripped.
+same namespace), and the row types from the symbols of their type ids. So a new row type, of any library, and a new type
+of integer columns need nothing here. A row whose table cannot be read shows its bytes.
 """
+import functools
 import re
 
 import gdb
 import gdb.printing
 import gdb.types
 
-# The columns of the library's row types, in order: "name type".
-zorva_known_columns = {
-    "P4RuntimeRouting::NexthopInfoRow":
-        "genId u64, entryHandle u64, valid boolean, entryId u32, id u32, portId u32, dmac ethAddr, smac ethAddr, "
-        "drop boolean, encapType i32, encapId u16",
-    "P4RuntimeRouting::EcmpMemberListRow":
-        "genId u64, entryHandle u64, valid boolean, entryId u32, id u32, member arrayOfU32, watch arrayOfU32",
-}
-
-# Bytes in the fixed part of a row; arrays and nested rows have a slot there.
-ZORVA_WIDTHS = {"u64": 8, "u32": 4, "u16": 2, "i32": 4, "boolean": 1, "ethAddr": 6, "arrayOfU32": 4, "row": 4}
 ZORVA_HEADER = 4
 ZORVA_UNKNOWN_TYPE = 65535
 
@@ -50,9 +41,9 @@ def zorva_number(memory, signed=False):
     return gdb.Value(memory, architecture.integer_type(8 * len(memory), signed))
 
 
-def zorva_array(memory, width):
-    """An array of unsigned numbers of `width` bytes. gdb shows one without elements as an address: text instead."""
-    element = gdb.selected_inferior().architecture().integer_type(8 * width, False)
+def zorva_array(memory, width, signed=False):
+    """An array of numbers of `width` bytes. gdb shows one without elements as an address: text instead."""
+    element = gdb.selected_inferior().architecture().integer_type(8 * width, signed)
     return gdb.Value(memory, element.array(len(memory) // width - 1)) if memory else "{}"
 
 
@@ -83,43 +74,42 @@ def zorva_lineage(type_):
     return []
 
 
-# --- column tables: tuples of (name, type, offset, class of the nested row) ---
+# --- row types and their column tables ---
 
-def zorva_lay_out(columns):
-    """The table of one of the zorva_known_columns."""
-    table, offset = [], ZORVA_HEADER
-    for name, kind in (column.split() for column in columns.split(", ")):
-        table.append((name, kind, offset, None))
-        offset += ZORVA_WIDTHS[kind]
-    return table
+def zorva_row_classes():
+    """The names of the row classes in the program and its libraries, also in those without debug information."""
+    return zorva_row_classes_in(tuple(gdb.objfiles()))
 
 
-def zorva_program_table(row_class):
-    """The table in the program's memory, None if the debug information does not name it or it is no table."""
+@functools.lru_cache(maxsize=4)
+def zorva_row_classes_in(_files):
+    """Found by their type ids: "std::atomic<unsigned short> CLASS::rowType_;", or an address and CLASS::rowType_."""
+    found = gdb.execute("info variables -q ::rowType_$", to_string=True)
+    return dict.fromkeys(re.findall(r"^(?:.*?> |0x\w+ +)(.+)::rowType_;?$", found, re.MULTILINE))
+
+
+def zorva_table(row_class):
+    """The column table in the program's memory, as tuples of (name, type, offset, class of the nested row). None if the
+    debug information does not name it or it is no table."""
     space, separator, name = row_class.rpartition("::")
     table = space + separator + name[:1].lower() + name[1:].removesuffix("Row") + "Columns"
     try:
         symbol = gdb.lookup_global_symbol(table) or gdb.lookup_static_symbol(table)
         columns = symbol.value()["columns"]["_M_elems"] if symbol else None
         size = columns.type.strip_typedefs().range()[1] + 1 if symbol else 0
-        return [zorva_program_column(columns[i]) for i in range(size)] or None
+        return [zorva_column(columns[i]) for i in range(size)] or None
     except (RuntimeError, ZorvaFault, ValueError):  # optimised out, not relocated yet, spoilt
         return None
 
 
-def zorva_program_column(column):
-    text, nested = column["name"], column["nested"]
+def zorva_column(column):
+    text, nested = column["name"], column["nested"]["type_"]
     name = zorva_memory(int(text["_M_str"]), min(int(text["_M_len"]), 256)).decode("ascii")
     kind, offset = str(column["type"]).rpartition("::")[2], int(column["offset"])
-    if not name.isidentifier() or kind not in ZORVA_WIDTHS:
+    if not name.isidentifier():
         raise ValueError(name)
     row_class = re.search(r"<(.+)::protRowType\(", nested["rowType"].format_string(symbols=True)) if nested else None
     return name, kind, offset, row_class and row_class[1]
-
-
-def zorva_table(row_class):
-    known = zorva_known_columns.get(row_class)
-    return zorva_program_table(row_class) or (known and zorva_lay_out(known))
 
 
 def zorva_type_id(row_class):
@@ -209,26 +199,28 @@ class ZorvaArrayPrinter:
     """An ArrayReference. Elements are read one by one, as far as gdb wants to show them."""
 
     def __init__(self, value):
-        self.value = value
+        self.size = 0
         self.element = zorva_plain(value.type).template_argument(0)
+        try:
+            self.header, length = int(value["header_"]), int(value["dataLength_"])
+            if self.header:
+                count = zorva_integer(zorva_memory(self.header, 2)) & 0xfff
+                self.size = min(count, (length - 2) // self.element.sizeof)
+            self.text = f"{self.size} elements"
+        except (gdb.error, ZorvaFault) as fault:
+            self.text = f"<{fault}>"
 
     def to_string(self):
-        try:
-            size = int(self.value["size_"])
-            return f"{size} elements" if size < 4096 else f"<{size} elements>"
-        except gdb.error as error:
-            return f"<{error}>"
+        return self.text
 
     def children(self):
-        try:
-            at, size = int(self.value["elements_"]), int(self.value["size_"])
-            for i in range(size):
-                memory = zorva_memory(at + i * self.element.sizeof, self.element.sizeof)
-                yield f"[{i}]", gdb.Value(memory, self.element)
-        except gdb.error:
-            return  # to_string says it
-        except ZorvaFault as fault:
-            yield f"[{i}]", f"<{fault}>"
+        for i in range(self.size):
+            try:
+                memory = zorva_memory(self.header + 2 + i * self.element.sizeof, self.element.sizeof)
+            except ZorvaFault as fault:
+                yield f"[{i}]", f"<{fault}>"
+                return
+            yield f"[{i}]", gdb.Value(memory, self.element)
 
     def display_hint(self):
         return "array"
@@ -265,7 +257,7 @@ class ZorvaRowPrinter:
             lineage = zorva_lineage(gdb.lookup_type(name)) if name else []
         except gdb.error:  # no debug information of that class
             pass
-        return [type_.name for type_ in lineage] or [name] * (name in zorva_known_columns)
+        return [type_.name for type_ in lineage] or [name] * (name in zorva_row_classes())
 
     def read(self):
         if not self.base.fields():
@@ -296,7 +288,7 @@ class ZorvaRowPrinter:
         """The type id. Sets the class of a generic row that holds a row of a known type."""
         number = zorva_integer(self.bytes[2:4])
         if self.name in ("Zorva::BaseRow", "Zorva::SubRow"):
-            for row_class in zorva_known_columns:
+            for row_class in zorva_row_classes():
                 if zorva_type_id(row_class) == number:
                     self.classes = [row_class]
                     return f"type {number}: {row_class}"
@@ -322,33 +314,43 @@ class ZorvaRowPrinter:
             raise ZorvaFault(f"{length} bytes at {offset} leave the {len(self.bytes)} bytes of the buffer")
         return memory
 
+    def slot(self, offset):
+        """Place and length of the data that lies elsewhere."""
+        memory = self.part(offset, 4)
+        return zorva_integer(memory[:2]), zorva_integer(memory[2:]) & 0x7fff
+
     def column(self, kind, offset, nested):
-        memory = self.part(offset, ZORVA_WIDTHS[kind])
         if kind == "boolean":
+            memory = self.part(offset, 1)
             return gdb.Value(memory != b"\0") if memory <= b"\1" else f"true <byte {memory[0]}>"
         if kind == "ethAddr":
-            return zorva_address(memory)
-        if kind in ("u64", "u32", "u16", "i32"):
-            return zorva_number(memory, kind == "i32")
-        place, length = zorva_integer(memory[:2]), zorva_integer(memory[2:]) & 0x7fff
-        if kind == "arrayOfU32":
-            return self.array(place, length)
-        return self.nested_row(place, nested) if length else "null"
+            return zorva_address(self.part(offset, 6))
+        if kind == "row":
+            return self.nested_row(*self.slot(offset), nested)
+        integers = re.fullmatch("(arrayOf)?([ui])(8|16|32|64)", kind, re.IGNORECASE)
+        if not integers:
+            raise ZorvaFault(f"a column of type {kind}")
+        width, signed = int(integers[3]) // 8, integers[2] in "iI"
+        if integers[1]:
+            return self.array(*self.slot(offset), width, signed)
+        return zorva_number(self.part(offset, width), signed)
 
-    def array(self, place, length):
+    def array(self, place, length, width, signed):
         """As the library reads it: the smaller of the count in the header and what the slot's length holds."""
         if length < 2:
             return "{}" if length == 0 else "{} <1 byte of data>"
         memory = self.part(place, length)
-        count, held = zorva_integer(memory[:2]) & 0xfff, (length - 2) // 4
-        elements = zorva_array(memory[2:2 + 4 * min(count, held)], 4)
+        count, held = zorva_integer(memory[:2]) & 0xfff, (length - 2) // width
+        elements = zorva_array(memory[2:2 + width * min(count, held)], width, signed)
         if count <= held:
             return elements
         shown = elements if isinstance(elements, str) else elements.format_string()
         return f"{shown} <the count is {count}>"
 
-    def nested_row(self, place, nested):
+    def nested_row(self, place, length, nested):
         """A view of the nested row, laid out as the program would hold it; the row printer shows it."""
+        if not length:
+            return "null"
         self.part(place, ZORVA_HEADER)
         try:
             row_type = gdb.lookup_type(nested)

@@ -10,27 +10,14 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "nexthop_rows/badInput.h"
 
 namespace NexthopRows {
 
 using Json = nlohmann::json;
-
-/// Input of which nothing can be used. The message names the source and the reason.
-class BadInput : public std::runtime_error
-{
-public:
-   using std::runtime_error::runtime_error;
-};
-
-/// One object that cannot be used. The message names the field and its value, not the object.
-class BadObject : public std::runtime_error
-{
-public:
-   using std::runtime_error::runtime_error;
-};
 
 /// The name under which the second value of a key is found.
 inline std::string repeated(const std::string& name) { return name + " (repeated)"; }

@@ -3,48 +3,66 @@
 
 #include <ostream>
 #include <string>
+#include <unordered_map>
 
 namespace NexthopRows {
 
 class Notes
 {
 public:
-   /// Writes to `out`, which must live as long.
-   explicit Notes(std::ostream& out) : out_(out) {}
+   /// Whether an object's note is written again when it is the same as the object's last one.
+   enum class Repeats : bool { no, yes };
 
-   /// The object is none of ours. `object` is its file, kind and id.
-   void skipped(const std::string& object, const std::string& reason) { write(object, "skipped", reason); }
+   /// Writes to `out`, which must live as long.
+   explicit Notes(std::ostream& out, Repeats repeats = Repeats::yes) : out_(out), repeats_(repeats) {}
+
+   /// The object is none of ours. `object` is its source, kind and id.
+   void skipped(const std::string& object, const std::string& reason) { write(object, " skipped: " + reason); }
 
    /// The row is filed and nothing can be sent through it.
-   void notValid(const std::string& object, const std::string& reason) { write(object, "not valid", reason); }
+   void notValid(const std::string& object, const std::string& reason) { write(object, " not valid: " + reason); }
 
    /// The object should have become a row, or part of one, and cannot.
    void refused(const std::string& object, const std::string& reason)
    {
       isAnyBad_ = true;
-      write(object, "refused", reason);
+      write(object, " refused: " + reason);
    }
 
    /// The bytes of a row are not those of a row.
    void faulty(const std::string& row, const std::string& reason)
    {
       isAnyBad_ = true;
-      write(row, "faulty", reason);
+      write(row, " faulty: " + reason);
    }
 
-   /// What a program said that did its work.
-   void said(const std::string& program, const std::string& text) { write(program, "says", text); }
+   /// What became of a source.
+   void told(const std::string& source, const std::string& what) { out_ << source << ": " << what << std::endl; }
+
+   /// Nothing is amiss with the object any more, or it is gone: its next note is written whatever the last one was.
+   void forget(const std::string& object) { last_.erase(object); }
+
+   /// Whether there is anything to forget.
+   bool areAnyKept() const { return !last_.empty(); }
 
    /// Whether an object was refused or a row is faulty.
    bool isAnyBad() const { return isAnyBad_; }
 
 private:
-   void write(const std::string& object, const char* fate, const std::string& reason)
+   void write(const std::string& object, const std::string& text)
    {
-      out_ << object << ' ' << fate << ": " << reason << '\n';
+      if (repeats_ == Repeats::no) {
+         std::string& last = last_[object];
+         if (last == text)
+            return;
+         last = text;
+      }
+      out_ << object << text << '\n';
    }
 
    std::ostream& out_;
+   Repeats repeats_;
+   std::unordered_map<std::string, std::string> last_; ///< notes by object, unless they are repeated
    bool isAnyBad_ = false;
 };
 

@@ -1,12 +1,12 @@
-// The differences between two imports, row by row.
+// A row's change, from one import to another or while a kernel is followed, and how it is printed.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "nexthop_rows/importer.h"
+#include "nexthop_rows/tables.h"
+#include "rowtype/columnChanges.h"
 
 namespace NexthopRows {
 
@@ -16,68 +16,80 @@ struct Change
 {
    std::optional<Row> before;
    std::optional<Row> after;
+
+   const Row& row() const { return after ? *after : *before; }
 };
 
+/// The word for rows of the type, in messages and output.
+template <class Row>
+constexpr const char* kindOf = std::is_same_v<Row, NexthopInfoRow> ? "nexthop" : "group";
+
+/// Whether the rows differ. The columns genId and entryId do not count: they say when and at which place a row was
+/// filed, which another import or a row less in front of it is enough to change.
+template <class Row>
+bool differ(const Row& before, const Row& after)
+{
+   return !Row(before).genIdIs(after.genId()).entryIdIs(after.entryId()).rowEqual(after);
+}
+
 /// The changes from one table to the other: removed and changed rows, then inserted ones, each in the order of their
-/// filing. The columns genId and entryId do not count: they say when and at which place a row was filed, which
-/// another import or a row less in front of it is enough to change.
+/// filing.
 template <class Row>
 std::vector<Change<Row>> changesBetween(const Table& before, const Table& after)
 {
    std::vector<Change<Row>> changes;
-   for (const Row& row : rowsInOrder<Row>(before)) {
+   for (const Row& row : rowsAsFiled<Row>(before)) {
       const std::optional<Row> now = findRow(after, row);
-      if (!now || !Row(row).genIdIs(now->genId()).entryIdIs(now->entryId()).rowEqual(*now))
+      if (!now || differ(row, *now))
          changes.push_back({row, now});
    }
-   for (const Row& row : rowsInOrder<Row>(after))
+   for (const Row& row : rowsAsFiled<Row>(after))
       if (!before.contains(row))
          changes.push_back({{}, row});
    return changes;
 }
 
-/// The columns that differ, in column order, genId and entryId excepted: {"portId": {"old": 10, "new": 11}}.
+/// The columns that differ, in column order, genId and entryId excepted.
 template <class Row>
-nlohmann::ordered_json changedColumns(const Row& before, const Row& after)
+std::vector<Zorva::ColumnChange> changedColumns(const Change<Row>& change)
 {
-   const auto was = nlohmann::ordered_json::parse(before.toJson());
-   const auto is = nlohmann::ordered_json::parse(after.toJson());
-   auto columns = nlohmann::ordered_json::object();
-   for (const auto& [name, value] : was.items())
-      if (value != is.at(name) && name != "genId" && name != "entryId")
-         columns[name] = {{"old", value}, {"new", is.at(name)}};
+   auto columns = Zorva::columnChanges<Row::columns_>(*change.before, *change.after);
+   std::erase_if(columns, [](const auto& column) { return column.name == "genId" || column.name == "entryId"; });
    return columns;
 }
 
 /// "nexthop 7 inserted: ", "... removed: " and the row, or "... changed: " and "portId 10 -> 11, drop true -> false".
 template <class Row>
-std::string changeText(const std::string& kind, const Change<Row>& change)
+std::string changeText(const Change<Row>& change)
 {
-   const Row& row = change.after ? *change.after : *change.before;
-   const std::string name = kind + ' ' + std::to_string(row.id());
+   const std::string name = std::string(kindOf<Row>) + ' ' + std::to_string(change.row().id());
    if (!change.before)
-      return name + " inserted: " + row.toString();
+      return name + " inserted: " + change.row().toString();
    if (!change.after)
-      return name + " removed: " + row.toString();
-   const auto changed = changedColumns(*change.before, row);
+      return name + " removed: " + change.row().toString();
    std::string columns;
-   for (const auto& [column, values] : changed.items())
-      columns +=
-         (columns.empty() ? "" : ", ") + column + ' ' + values.at("old").dump() + " -> " + values.at("new").dump();
+   for (const Zorva::ColumnChange& column : changedColumns(change))
+      columns.append(columns.empty() ? "" : ", ").append(column.name) += ' ' + column.before + " -> " + column.after;
    return name + " changed: " + columns;
 }
 
-/// {"event":"inserted","type":"nexthop","id":7,"row":{...}}, the same with "removed", or "replaced" with the
-/// changedColumns as "changes" in place of the row.
+/// {"event":"inserted","time":"...","type":"nexthop","id":7,"row":{...}}, the same with "removed", or "replaced" with
+/// "changes":{"portId":{"old":10,"new":11}} in place of the row.
 template <class Row>
-std::string changeJson(const std::string& kind, const Change<Row>& change)
+std::string changeJson(const Change<Row>& change, const std::string& time)
 {
-   const Row& row = change.after ? *change.after : *change.before;
-   const bool isReplaced = change.before && change.after;
-   const std::string event = isReplaced ? "replaced" : change.after ? "inserted" : "removed";
-   return R"({"event":")" + event + R"(","type":")" + kind + R"(","id":)" + std::to_string(row.id()) +
-          (isReplaced ? R"(,"changes":)" + changedColumns(*change.before, row).dump() : R"(,"row":)" + row.toJson()) +
-          '}';
+   const char* const event = !change.before ? "inserted" : !change.after ? "removed" : "replaced";
+   std::string json = std::string(R"({"event":")") + event + R"(","time":")" + time + R"(","type":")" + kindOf<Row> +
+                      R"(","id":)" + std::to_string(change.row().id());
+   if (!change.before || !change.after)
+      return json + R"(,"row":)" + change.row().toJson() + '}';
+   const char* separator = R"(,"changes":{")";
+   for (const Zorva::ColumnChange& column : changedColumns(change)) {
+      json.append(separator).append(column.name);
+      json += R"(":{"old":)" + column.before + R"(,"new":)" + column.after + '}';
+      separator = R"(,")";
+   }
+   return json + "}}";
 }
 
 } // namespace NexthopRows

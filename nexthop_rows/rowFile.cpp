@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "nexthop_rows/jsonSource.h"
 #include "rowtype/canonical.h"
 
 namespace NexthopRows {

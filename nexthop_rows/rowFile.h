@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "nexthop_rows/importer.h"
+#include "nexthop_rows/tables.h"
 
 namespace NexthopRows {
 

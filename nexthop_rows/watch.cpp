@@ -1,215 +1,160 @@
 #include "nexthop_rows/watch.h"
 
-#include <algorithm>
-#include <cerrno>
+#include <array>
 #include <chrono>
-#include <csignal>
-#include <cstring>
-#include <set>
-#include <sstream>
-#include <sys/eventfd.h>
+#include <ctime>
+#include <ostream>
+#include <poll.h>
 #include <unistd.h>
 
-#include "nexthop_rows/rowDiff.h"
+#include "nexthop_rows/badInput.h"
+#include "nexthop_rows/liveKernel.h"
+#include "nexthop_rows/output.h"
+#include "nexthop_rows/rowKeeper.h"
 
 namespace NexthopRows {
 
 namespace {
 
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
+using Clock = std::chrono::system_clock;
 
-constexpr auto quiet = 50ms;      ///< a burst of changes is over when nothing more came for so long ...
-constexpr auto patience = 500ms;  ///< ... and is not waited for any longer than this
-constexpr auto retryDelay = 1s;   ///< from one import that failed to the next
-constexpr unsigned mostTries = 3; ///< imports that fail in a row
-constexpr unsigned graceTime = 2; ///< seconds from a signal to the end
-
-/// Turns the signals that end the program into a readable descriptor. Should nobody look at it in time, as while the
-/// output is full and nobody takes it, SIGALRM ends the program and its children all the same.
-class StopSignals
+/// As RFC 3339 writes it, to the microsecond.
+std::string timeText(Clock::time_point time)
 {
-public:
-   StopSignals()
-   {
-      fd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-      if (fd_ == -1)
-         throw std::runtime_error(std::string("eventfd: ") + std::strerror(errno));
-      struct sigaction action = {};
-      action.sa_handler = [](int) {
-         const int error = errno;
-         if (const unsigned left = alarm(graceTime); left != 0)
-            alarm(left); // the first signal's time counts
-         const std::uint64_t one = 1;
-         [[maybe_unused]] const ssize_t length = write(fd_, &one, sizeof one);
-         errno = error;
-      };
-      action.sa_flags = SA_RESTART;
-      struct sigaction before = {};
-      for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-         sigaction(signal, &action, &before);
-         if (signal == SIGHUP && before.sa_handler == SIG_IGN) // as nohup wants it
-            sigaction(signal, &before, nullptr);
-      }
-      action.sa_handler = [](int signal) {
-         ChildProcess::killAll();
-         std::signal(signal, SIG_DFL);
-         raise(signal); // ends the program once this handler has returned
-      };
-      sigaction(SIGALRM, &action, nullptr);
-      std::signal(SIGPIPE, SIG_IGN); // to end the monitor when there is nobody left to read
-   }
-
-   StopSignals(const StopSignals&) = delete;
-   StopSignals& operator=(const StopSignals&) = delete;
-   ~StopSignals() { alarm(0); }
-
-   StopFd fd() const { return fd_; }
-
-private:
-   static volatile int fd_; ///< for the handler; open as long as the process lives
-};
-
-volatile int StopSignals::fd_ = -1;
-
-/// When the next import is due: at the end of a burst of changes.
-class Schedule
-{
-public:
-   /// Something changed.
-   void trigger(Clock::time_point now)
-   {
-      if (!isSet())
-         latest_ = now + patience;
-      due_ = std::min(now + quiet, latest_);
-   }
-
-   void set(Clock::time_point due) { due_ = latest_ = due; }
-   void clear() { due_ = Clock::time_point::max(); }
-   bool isSet() const { return due_ != Clock::time_point::max(); }
-   bool isDue(Clock::time_point now) const { return now >= due_; }
-
-   std::chrono::milliseconds timeLeft(Clock::time_point now) const
-   {
-      return isSet() ? std::max(std::chrono::ceil<std::chrono::milliseconds>(due_ - now), 0ms) : ChildProcess::forever;
-   }
-
-private:
-   Clock::time_point due_ = Clock::time_point::max();
-   Clock::time_point latest_;
-};
+   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+   const std::time_t calendar = Clock::to_time_t(seconds);
+   const std::string fraction = std::to_string(1'000'000 + (time - seconds) / std::chrono::microseconds(1));
+   std::tm utc{};
+   gmtime_r(&calendar, &utc);
+   std::array<char, 32> text;
+   return std::string(text.data(), std::strftime(text.data(), text.size(), "%FT%T.", &utc)) + fraction.substr(1) + 'Z';
+}
 
 class Watch
 {
 public:
-   Watch(const LiveKernel& kernel, StopFd stop, bool isJson, std::ostream& out, std::ostream& notes)
-      : kernel_(kernel), stop_(stop), isJson_(isJson), out_(out), notes_(notes)
+   Watch(const NetNamespace& netns, bool isJson)
+      : netns_(netns), isJson_(isJson), output_(STDOUT_FILENO, "standard output", signals_.fd()), out_(&output_),
+        errors_(STDERR_FILENO, "standard error", signals_.fd()), err_(&errors_), notes_(err_, Notes::Repeats::no),
+        keeper_(netns.text(), notes_)
    {
+      out_.exceptions(std::ios_base::badbit);
+      err_.exceptions(std::ios_base::badbit);
+      if (netns_.hasName())
+         events_.emplace();
    }
 
-   /// Imports the kernel's rows, and files and prints what is not as it was.
-   void update()
+   Tables run()
    {
-      std::ostringstream text;
-      Notes notes(text);
-      const Tables now = [&] {
-         try {
-            return fileRows(kernel_.dump(notes, stop_), genId_ + 1, notes);
-         } catch (const BadInput&) {
-            std::set<std::string> before = printed_;
-            printNewLines(text.str());
-            printed_.merge(before); // which the next import will have, too
-            throw;
-         }
-      }();
-      ++genId_;
-      printNewLines(text.str());
-      file<NexthopInfoRow>("nexthop", tables_.nexthops, now.nexthops);
-      file<EcmpMemberListRow>("group", tables_.groups, now.groups);
+      for (follow(); await();) {
+         if (events_)
+            followName();
+         if (kernel_)
+            hear();
+      }
+      return keeper_.takeTables();
    }
-
-   Tables takeTables() { return std::move(tables_); }
 
 private:
-   template <class Row>
-   void file(const char* kind, Table& table, const Table& now)
+   /// Waits until there is something to do; false when it is to stop.
+   bool await()
    {
-      for (const Change<Row>& change : changesBetween<Row>(table, now)) {
-         if (change.after)
-            table.replace(*change.after);
-         else
-            table.erase(*change.before);
-         out_ << (isJson_ ? changeJson(kind, change) : changeText(kind, change)) << '\n' << std::flush;
-      }
+      constexpr int whileGone = 100; // ms; a name becomes a namespace without an event
+      std::array<pollfd, 4> files{{{signals_.fd(), POLLIN, 0},
+                                   {output_.fd(), 0, 0}, // for the end of its reader
+                                   {kernel_ ? kernel_->fd() : -1, POLLIN, 0},
+                                   {events_ ? events_->fd() : -1, POLLIN, 0}}};
+      poll(files.data(), files.size(), kernel_ ? -1 : whileGone);
+      received_ = Clock::now();
+      if ((files[1].revents & POLLERR) != 0)
+         throw BadInput("cannot write to standard output");
+      return files[0].revents == 0;
    }
 
-   void printNewLines(const std::string& text)
+   void follow()
    {
-      std::istringstream lines(text);
-      std::set<std::string> printed;
-      for (std::string line; std::getline(lines, line); printed.insert(line))
-         if (!printed_.contains(line))
-            notes_ << line << '\n';
-      printed_ = std::move(printed);
+      kernel_.emplace(netns_, signals_.fd());
+      readAll();
    }
 
-   const LiveKernel& kernel_;
-   StopFd stop_;
-   bool isJson_;
-   std::ostream& out_;
-   std::ostream& notes_;
-   std::set<std::string> printed_; ///< the lines of the last import
-   std::uint64_t genId_ = 0;
-   Tables tables_;
-};
-
-/// Updates whenever the monitor tells of a change, for as long as `out` can be written to. Ends by exceptions else.
-void follow(Watch& watch, ChildProcess& monitor, StopFd stop, const std::ostream& out, std::ostream& notes)
-{
-   Schedule schedule;
-   unsigned failures = 0;
-   watch.update();
-   schedule.set(Clock::now() + patience); // for what changed before the monitor listened
-   while (out) {
-      const ChildProcess::Event event = monitor.await(schedule.timeLeft(Clock::now()), stop);
-      if (event == ChildProcess::Event::closed) {
-         const std::string failure = monitor.failure();
-         throw BadInput(monitor.name() + ": ended" + (failure.empty() ? "" : ", ") + failure);
+   /// Lets go of a namespace that lost its name, which an open socket would keep alive, and follows the name's next
+   /// one.
+   void followName()
+   {
+      events_->clear();
+      const auto now = netns_.now();
+      if (kernel_ && kernel_->identity() == now)
+         return;
+      if (kernel_) {
+         kernel_.reset();
+         notes_.told(netns_.text(), now ? "was made anew" : "was deleted; waiting for a new one of the name");
+         stateIs({});
       }
-      const Clock::time_point now = Clock::now();
-      if (event == ChildProcess::Event::printed) {
-         schedule.trigger(now);
-         monitor.takeOutput();
-         if (const std::string said = monitor.takeErrors(); !said.empty())
-            Notes(notes).said(monitor.name(), said);
-      }
-      if (!schedule.isDue(now))
-         continue;
-      schedule.clear();
       try {
-         watch.update();
-         failures = 0;
-      } catch (const BadInput& bad) {
-         if (++failures == mostTries)
+         if (now)
+            follow();
+      } catch (const BadInput&) {
+         kernel_.reset();
+         if (netns_.now() == now)
             throw;
-         notes << bad.what() << '\n';
-         schedule.set(Clock::now() + retryDelay);
       }
    }
-}
+
+   void hear()
+   {
+      if (kernel_->hear(state_, notes_) == LiveKernel::Heard::everything)
+         return print();
+      notes_.told(netns_.text(), "changes came faster than they were read; reading everything again");
+      readAll();
+   }
+
+   void readAll()
+   {
+      auto state = kernel_->read(notes_);
+      received_ = Clock::now();
+      ++genId_;
+      stateIs(std::move(state));
+      if (isJson_)
+         out_ << R"({"event":"complete","time":")" << timeText(received_) << R"(","genId":)" << genId_
+              << R"(,"nexthops":)" << keeper_.tables().nexthops.size() << R"(,"groups":)"
+              << keeper_.tables().groups.size() << '}' << std::endl;
+   }
+
+   void stateIs(KernelState state)
+   {
+      state_ = std::move(state);
+      keeper_.touchAll(state_);
+      print();
+   }
+
+   void print()
+   {
+      const std::string time = isJson_ ? timeText(received_) : "";
+      keeper_.settle(state_, genId_, [&](const auto& change) {
+         out_ << (isJson_ ? changeJson(change, time) : changeText(change)) << '\n';
+      });
+      err_.flush();
+      out_.flush();
+   }
+
+   const NetNamespace& netns_;
+   bool isJson_;
+   StopSignals signals_;
+   Output output_;
+   std::ostream out_;
+   Output errors_;
+   std::ostream err_;
+   Notes notes_;
+   RowKeeper keeper_;
+   KernelState state_;
+   std::optional<NetNamespaceEvents> events_; ///< for a named namespace
+   std::optional<LiveKernel> kernel_;         ///< none while no namespace has the name
+   Clock::time_point received_;
+   std::uint64_t genId_ = 0;
+};
 
 } // namespace
 
-Tables watchKernel(const LiveKernel& kernel, bool isJson, std::ostream& out, std::ostream& notes)
-{
-   const StopSignals signals;
-   Watch watch(kernel, signals.fd(), isJson, out, notes);
-   try {
-      ChildProcess monitor(kernel.ip({"monitor", "nexthop", "link", "neigh"})); // first, so that it misses nothing
-      follow(watch, monitor, signals.fd(), out, notes);
-   } catch (const Stopped&) { // as it should be
-   }
-   return watch.takeTables();
-}
+Tables watchKernel(const NetNamespace& netns, bool isJson) { return Watch(netns, isJson).run(); }
 
 } // namespace NexthopRows

@@ -1,21 +1,20 @@
 // Follows the running kernel: keeps tables of its rows and prints every change to them.
 #pragma once
 
-#include <ostream>
-
-#include "nexthop_rows/importer.h"
-#include "nexthop_rows/liveKernel.h"
+#include "nexthop_rows/netNamespace.h"
+#include "nexthop_rows/tables.h"
 
 namespace NexthopRows {
 
-/// Files the kernel's rows and prints them to `out` as inserted; then files and prints every change, at once and a line
-/// each, as text or as JSON (changeText, changeJson), until SIGINT, SIGTERM or SIGHUP, or until `out` fails. A row
-/// keeps the genId of the import that inserted or last changed it. Notes go to `notes`, those that the import before
-/// gave too excepted. Returns the tables. Throws BadInput when the first import fails, or three later ones in a row, or
-/// when the monitor, the `ip` that tells of changes, ends.
+/// Files the kernel's rows and prints them to standard output as inserted; then files and prints every change when it
+/// comes, a line each, as text or as JSON (changeText, changeJson), until SIGINT, SIGTERM or SIGHUP. What came at once
+/// is one change. In JSON, {"event":"complete",...} follows whenever everything has been read: at the start, after the
+/// kernel had no room for messages, and for a new namespace of the name. Notes go to standard error, an object's only
+/// when it is another than its last. Returns the tables. Throws BadInput when the kernel cannot be read at the start,
+/// or output not be written; Stopped when nobody takes the output.
 ///
-/// Once in a process: the signals stay caught, SIGPIPE ignored. A signal that is not seen within two seconds, as while
-/// nobody takes the output, ends the process by SIGALRM.
-Tables watchKernel(const LiveKernel& kernel, bool isJson, std::ostream& out, std::ostream& notes);
+/// A row keeps its entryId from its first filing on; its genId is the number of the reading that inserted or last
+/// changed it. When a named namespace goes, so do its rows; one that is made under the name again is followed.
+Tables watchKernel(const NetNamespace& netns, bool isJson);
 
 } // namespace NexthopRows

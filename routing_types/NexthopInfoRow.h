@@ -6,16 +6,7 @@
 // owner count.
 #pragma once
 
-#include <atomic>
-#include <compare>
-#include <functional>
-#include <iosfwd>
-#include <span>
-#include <string>
-
-#include "platform/export.h"
-#include "rowtype/columnTable.h"
-#include "rowtype/functional.h" // IWYU pragma: export
+#include "rowtype/rowType.h"
 
 namespace P4RuntimeRouting {
 
@@ -36,18 +27,17 @@ static_assert(nexthopInfoColumns.fixedLength == 52);
 static_assert(nexthopInfoColumns.keyColumn().offset == 25);
 static_assert(Zorva::typeSignatureLength(nexthopInfoColumns) == 218);
 
+/// One next hop, keyed by `id`: its port, MAC addresses, drop flag and encapsulation.
 class ZORVA_EXPORT NexthopInfoRow : public Zorva::BaseRow
 {
 public:
-   static constexpr const auto& columns_ = nexthopInfoColumns;                    ///< the column table
-   static constexpr Zorva::len_t baseRowLength_ = nexthopInfoColumns.fixedLength; ///< fixed part, in bytes
-   static constexpr std::int32_t encapType_DEFAULT = 0;
+   static constexpr const auto& columns_ = nexthopInfoColumns;
+   static constexpr const char* rowTypeName_ = "P4RuntimeRouting::NexthopInfoRow";
+#define ZORVA_ROW NexthopInfoRow
+#include "rowtype/rowMembers.inc"
 
-   // --- construction, conversion, assignment. All but the copy constructor need the row type id (of a null row they
-   // --- do not) and throw ZoNullRow "null row" when the registry does not know the type.
-
-   /// A new row with every column zero and `encapType` its default. Throws as BaseRow(len_t).
-   NexthopInfoRow();
+   static constexpr std::int32_t encapType_DEFAULT = 0; ///< of rows that are made without a value for it
+   static_assert(encapType_DEFAULT == 0, "a fresh row's bytes are zero");
 
    /// A new row with these values. Throws as BaseRow(len_t).
    NexthopInfoRow(const std::uint64_t& genId, const std::uint64_t& entryHandle, const bool& valid,
@@ -55,125 +45,35 @@ public:
                   const Zorva::EthAddr& dmac, const Zorva::EthAddr& smac, const bool& drop,
                   const std::int32_t& encapType, const std::uint16_t& encapId);
 
-   /// Shares the other row's buffer, without a check.
-   NexthopInfoRow(const NexthopInfoRow& other) noexcept : Zorva::BaseRow(other) {}
-
-   /// Shares, or takes over, a generic row's buffer. Throws ZoBadCast for a row of another type; a source that was to
-   /// be moved is empty then.
-   NexthopInfoRow(const Zorva::BaseRow& other);
-   NexthopInfoRow(Zorva::BaseRow&& other);
-
-   /// As the conversions. A refused assignment is not undone: this row keeps the other row's buffer. Assigning a row
-   /// to itself changes nothing and still checks its type.
-   NexthopInfoRow& operator=(const NexthopInfoRow& other);
-   NexthopInfoRow& operator=(const Zorva::BaseRow& other);
-   NexthopInfoRow& operator=(Zorva::BaseRow&& other);
-
-   /// Inline: dropping a row costs no call. Exported all the same.
-   ZORVA_EXPORT ~NexthopInfoRow() override = default;
-
-   /// A new row that carries only a key value, for look-ups.
-   static NexthopInfoRow key(const std::uint32_t& id);
-
-   /// A row over a copy of bytes from outside, verified (rowtype/verify.h) and given this process's type id. Throws
-   /// ZoBadCast, naming what is wrong and where; otherwise as BaseRow(len_t).
-   static NexthopInfoRow fromBytes(std::span<const unsigned char> bytes);
-
-   /// A row over a copy of this row's bytes in a buffer of its own; null for a null row.
-   NexthopInfoRow clone() const;
-
-   // --- the type ---
-
-   /// The row type id, fetched from the registry once. Throws ZoNullRow when the registry does not know the type.
-   static Zorva::len_t protRowType();
-
-   /// Forgets the row type id; the next use asks the registry again.
-   static void reset();
-
-   static std::string rowTypeName();     ///< "P4RuntimeRouting::NexthopInfoRow"
-   static std::string zoTypeSignature(); ///< columns and their types, as JSON
-   static bool isBaseRow();              ///< false
-
-   // --- virtual operations of the base row ---
-
-   const Zorva::vcdType& vcd() const override; ///< empty: no variable columns
-   std::string toString() const override;      ///< "len: 0, NULL" for a null row
-   std::string toJson() const override;        ///< throws ZoNullRow
-
-   /// Content: all columns, and for equality the type id. Throw ZoNullRow for a null row on either side.
-   bool rowEqual(const Zorva::BaseRow& other) const override;
-   bool rowLess(const Zorva::BaseRow& other) const override;
-   std::uint64_t rowHash() const override;
-
-   Zorva::len_t baseRowLength() override;
-   bool isFullyDefined() const override;
-
-   /// Makes this an empty row of the type; a null row stays one. Throws as clear(); when the registry does not know the
-   /// type, ZoNullRow with the row cleared and its type 0.
-   void clearRow() override;
-
-   // --- key identity; all throw ZoNullRow for a null row ---
-
-   std::uint64_t hash() const;
-   bool operator==(const NexthopInfoRow& other) const;
-   bool operator<(const NexthopInfoRow& other) const;
-   std::weak_ordering operator<=>(const NexthopInfoRow& other) const;
-
-   /// The text of any row of this type. Throws ZoBadCast for another type.
-   static std::string browToString(const Zorva::BaseRow& row);
-
    // --- columns. Readers throw ZoNullRow for a null row. Writers take a private copy first if the buffer is shared,
    // --- and throw ZoNullRow, ZoPermissionViolation, or what the copy throws, with the columns unchanged.
 
-   std::uint64_t genId() const { return read(columns_.at<std::uint64_t>("genId")); }
-   std::uint64_t entryHandle() const { return read(columns_.at<std::uint64_t>("entryHandle")); }
-   bool valid() const { return read(columns_.at<bool>("valid")); }
-   std::uint32_t entryId() const { return read(columns_.at<std::uint32_t>("entryId")); }
-   std::uint32_t id() const { return read(columns_.at<std::uint32_t>("id")); }
-   std::uint32_t portId() const { return read(columns_.at<std::uint32_t>("portId")); }
-   Zorva::EthAddr dmac() const { return read(columns_.at<Zorva::EthAddr>("dmac")); }
-   Zorva::EthAddr smac() const { return read(columns_.at<Zorva::EthAddr>("smac")); }
-   bool drop() const { return read(columns_.at<bool>("drop")); }
-   std::int32_t encapType() const { return read(columns_.at<std::int32_t>("encapType")); }
-   std::uint16_t encapId() const { return read(columns_.at<std::uint16_t>("encapId")); }
+   std::uint64_t genId() const { return get<"genId">(); }
+   std::uint64_t entryHandle() const { return get<"entryHandle">(); }
+   bool valid() const { return get<"valid">(); }
+   std::uint32_t entryId() const { return get<"entryId">(); }
+   std::uint32_t id() const { return get<"id">(); }
+   std::uint32_t portId() const { return get<"portId">(); }
+   Zorva::EthAddr dmac() const { return get<"dmac">(); }
+   Zorva::EthAddr smac() const { return get<"smac">(); }
+   bool drop() const { return get<"drop">(); }
+   std::int32_t encapType() const { return get<"encapType">(); }
+   std::uint16_t encapId() const { return get<"encapId">(); }
 
-   NexthopInfoRow& genIdIs(const std::uint64_t& v) { return write(columns_.at<std::uint64_t>("genId"), v); }
-   NexthopInfoRow& entryHandleIs(const std::uint64_t& v) { return write(columns_.at<std::uint64_t>("entryHandle"), v); }
-   NexthopInfoRow& validIs(const bool& v) { return write(columns_.at<bool>("valid"), v); }
-   NexthopInfoRow& entryIdIs(const std::uint32_t& v) { return write(columns_.at<std::uint32_t>("entryId"), v); }
-   NexthopInfoRow& idIs(const std::uint32_t& v) { return write(columns_.at<std::uint32_t>("id"), v); }
-   NexthopInfoRow& portIdIs(const std::uint32_t& v) { return write(columns_.at<std::uint32_t>("portId"), v); }
-   NexthopInfoRow& dmacIs(const Zorva::EthAddr& v) { return write(columns_.at<Zorva::EthAddr>("dmac"), v); }
-   NexthopInfoRow& smacIs(const Zorva::EthAddr& v) { return write(columns_.at<Zorva::EthAddr>("smac"), v); }
-   NexthopInfoRow& dropIs(const bool& v) { return write(columns_.at<bool>("drop"), v); }
-   NexthopInfoRow& encapTypeIs(const std::int32_t& v) { return write(columns_.at<std::int32_t>("encapType"), v); }
-   NexthopInfoRow& encapIdIs(const std::uint16_t& v) { return write(columns_.at<std::uint16_t>("encapId"), v); }
-
-private:
-   template <class T>
-   T read(Zorva::ColumnPlace<T> column) const
-   {
-      return readColumn<T>(column.offset, baseRowLength_);
-   }
-
-   template <class T>
-   NexthopInfoRow& write(Zorva::ColumnPlace<T> column, const T& value)
-   {
-      setColumn<T>(column.offset, value, baseRowLength_);
-      return *this;
-   }
-
-   static std::atomic<Zorva::len_t> rowType_;
+   NexthopInfoRow& genIdIs(const std::uint64_t& v) { return set<"genId">(v); }
+   NexthopInfoRow& entryHandleIs(const std::uint64_t& v) { return set<"entryHandle">(v); }
+   NexthopInfoRow& validIs(const bool& v) { return set<"valid">(v); }
+   NexthopInfoRow& entryIdIs(const std::uint32_t& v) { return set<"entryId">(v); }
+   NexthopInfoRow& idIs(const std::uint32_t& v) { return set<"id">(v); }
+   NexthopInfoRow& portIdIs(const std::uint32_t& v) { return set<"portId">(v); }
+   NexthopInfoRow& dmacIs(const Zorva::EthAddr& v) { return set<"dmac">(v); }
+   NexthopInfoRow& smacIs(const Zorva::EthAddr& v) { return set<"smac">(v); }
+   NexthopInfoRow& dropIs(const bool& v) { return set<"drop">(v); }
+   NexthopInfoRow& encapTypeIs(const std::int32_t& v) { return set<"encapType">(v); }
+   NexthopInfoRow& encapIdIs(const std::uint16_t& v) { return set<"encapId">(v); }
 };
 
 /// Writes the text form of `row` into `os`, in that stream's number formatting; "len: 0, NULL" for a null row.
 ZORVA_EXPORT std::ostream& operator<<(std::ostream& os, const NexthopInfoRow& row);
 
 } // namespace P4RuntimeRouting
-
-/// The key hash, as == is key equality. Throws ZoNullRow for a null row.
-template <>
-struct std::hash<P4RuntimeRouting::NexthopInfoRow>
-{
-   std::size_t operator()(const P4RuntimeRouting::NexthopInfoRow& row) const { return row.hash(); }
-};

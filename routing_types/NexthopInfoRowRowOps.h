@@ -1,47 +1,28 @@
 // NexthopInfoRowRowOps_KEY, the operations of NexthopInfoRow's only index, and the generator through which the row
-// database obtains them. Both are stateless: one object may serve any number of threads at once.
+// database obtains them.
 #pragma once
 
-#include "platform/export.h"
-#include "platform/zorva/rowOps.h"
+#include "rowtype/rowType.h"
 
 namespace P4RuntimeRouting {
 
-/// Hash, equality and order of NexthopInfoRow rows by key (`id`) and by content, on generic rows whose type is not
-/// tested. Only the hashes accept a null row (0); the rest throw ZoNullRow.
+/// Hash, equality and order of NexthopInfoRow rows by key (`id`) and by content.
 class ZORVA_EXPORT NexthopInfoRowRowOps_KEY : public Zorva::RowOpsBase
 {
-public:
-   ~NexthopInfoRowRowOps_KEY() override;
-
-   std::uint64_t keyHash(const Zorva::BaseRow& row) override;
-   std::uint64_t rowHash(const Zorva::BaseRow& row) override;
-   bool keyEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
-   bool rowEquals(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
-   bool keyLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
-   bool rowLess(const Zorva::BaseRow& a, const Zorva::BaseRow& b) override;
-   bool unique() override;                                ///< true: at most one row per key
-   bool ordered() override;                               ///< false: the index is not kept in order
-   unsigned char index() override;                        ///< 0
-   std::uint64_t getTotalInstructionsExecuted() override; ///< 0: none are counted
+#define ZORVA_ROW NexthopInfoRow
+#include "rowtype/keyOpsMembers.inc"
 };
 
-/// Makes the operations objects of NexthopInfoRow. The one instance registers itself with the row database when the
-/// library is loaded and is not withdrawn.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // nothing deletes a generator through a base class
+
+/// Makes the operations objects of NexthopInfoRow.
 class ZORVA_EXPORT NexthopInfoRowRowOpsGenerator : public Zorva::RowOpsGenerator
 {
-public:
-   /// Registers this generator under the row type's full name.
-   NexthopInfoRowRowOpsGenerator();
-   ~NexthopInfoRowRowOpsGenerator();
-
-   /// Appends a new KEY operations object to `ops`; a failed allocation leaves `ops` as it was.
-   void operator()(std::vector<std::shared_ptr<Zorva::RowOpsBase>>& ops) override;
-
-   /// A new KEY operations object for index 0, an empty pointer for every other index.
-   std::shared_ptr<Zorva::RowOpsBase> operator()(unsigned char index) override;
-
-   static NexthopInfoRowRowOpsGenerator rowOpsGenerator_;
+#define ZORVA_ROW NexthopInfoRow
+#include "rowtype/generatorMembers.inc"
 };
+
+#pragma GCC diagnostic pop
 
 } // namespace P4RuntimeRouting

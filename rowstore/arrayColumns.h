@@ -10,25 +10,29 @@
 
 #include <algorithm>
 #include <compare>
+#include <concepts>
 #include <iterator>
 #include <limits>
+#include <memory>
+#include <ostream>
 #include <ranges>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "rowstore/baseRow.h"
 #include "rowstore/decimal.h"
 
 namespace Zorva {
 
-/// Where the contract of the array setColumn is reported.
-inline constexpr unsigned arraySetColumnAssertionLine = 1535;
-inline constexpr const char* arraySetColumnSignature =
-   "void Zorva::BaseRow::setColumn(Zorva::len_t, const std::vector<_Ch_type>&, Zorva::len_t) [with T = unsigned int; "
-   "Zorva::len_t = short unsigned int]";
-
-/// A read-only view of one array column of one row. Owns nothing; valid while the row's bytes stay where they are,
-/// which any store into the row may end. Elements are read by value, since they lie at any address. A count that
-/// says more than the data holds is cut to what it holds. Size and place are those of the moment the view was made.
+/// A read-only view of one array column of one row: where the array's header lies, and how many bytes the slot named
+/// when the view was made. Owns nothing; valid while the row's bytes stay where they are, which any store into the row
+/// may end. The count is read from the header at each call, so a view follows a shorter array that is stored in the
+/// same place; what says more than the named bytes hold is cut to that. Elements are read by value, since they lie at
+/// any address.
+///
+/// Iterators remember positions, not the count: those made before such a store go over the same positions as before,
+/// where elements of the old array may still lie behind the new one's end.
 template <class T>
 class ZORVA_EXPORT ArrayReference
 {
@@ -48,7 +52,7 @@ public:
       iterator() noexcept = default;
       explicit iterator(const unsigned char* at) noexcept : at_(at) {}
 
-      T operator*() const noexcept { return load<T>(at_); }
+      T operator*() const noexcept { return Internal::load<T>(at_); }
       T operator[](difference_type n) const noexcept { return *(*this + n); }
 
       iterator& operator+=(difference_type n) noexcept
@@ -80,42 +84,70 @@ public:
    /// A view of no elements.
    ArrayReference() noexcept = default;
 
-   /// A view of the array data of `dataLength` bytes at `data`, header included; no data when `dataLength` is 0.
+   /// A view of the array data of `dataLength` bytes at `data`, header included; of no elements when these are too few
+   /// for a header.
    ArrayReference(const unsigned char* data, len_t dataLength) noexcept
    {
-      if (dataLength >= arrayHeaderLength) {
-         const std::size_t held = (dataLength - arrayHeaderLength) / sizeof(T);
-         elements_ = data + arrayHeaderLength;
-         size_ = std::min<std::size_t>(load<len_t>(data) & countMask, held);
+      if (dataLength >= Internal::arrayHeaderLength) {
+         header_ = data;
+         dataLength_ = dataLength;
       }
    }
 
    /// The element at `index`. Throws ZoOutOfRange "Invalid Index".
    T operator[](std::size_t index) const
    {
-      if (index >= size_) [[unlikely]]
+      if (index >= size()) [[unlikely]]
          ZoOutOfRange::throwException("Invalid Index");
-      return load<T>(elements_ + index * sizeof(T));
+      return Internal::load<T>(header_ + Internal::arrayHeaderLength + index * sizeof(T));
    }
 
-   std::size_t size() const noexcept { return size_; }
-   bool empty() const noexcept { return size_ == 0; }
+   std::size_t size() const noexcept
+   {
+      if (header_ == nullptr)
+         return 0;
+      const std::size_t held = (dataLength_ - std::size_t{Internal::arrayHeaderLength}) / sizeof(T);
+      return std::min<std::size_t>(Internal::load<len_t>(header_) & countMask, held);
+   }
+
+   bool empty() const noexcept { return size() == 0; }
 
    /// The first or last element. Throw ZoOutOfRange "Invalid Index" when there is none.
    T front() const { return (*this)[0]; }
-   T back() const { return (*this)[size_ - 1]; }
+   T back() const { return (*this)[size() - 1]; }
 
-   iterator begin() const noexcept { return iterator(elements_); }
-   iterator end() const noexcept { return iterator(elements_ + size_ * sizeof(T)); }
+   iterator begin() const noexcept { return iterator(bytes().data()); }
+   iterator end() const noexcept { return iterator(std::to_address(bytes().end())); }
 
    /// The elements' bytes as stored: little-endian, packed, without the header.
-   std::span<const unsigned char> bytes() const noexcept { return {elements_, size_ * sizeof(T)}; }
+   std::span<const unsigned char> bytes() const noexcept
+   {
+      if (header_ == nullptr)
+         return {};
+      return {header_ + Internal::arrayHeaderLength, size() * sizeof(T)};
+   }
+
+   /// A copy of the elements.
+   operator std::vector<T>() const { return std::vector<T>(begin(), end()); }
+
+   /// "[1,2,3]", plain decimal whatever the locale.
+   std::string toString() const;
+
+   friend std::ostream& operator<<(std::ostream& os, const ArrayReference& array) { return os << array.toString(); }
+
+   /// Whether the range, another view for example, has the same elements in the same order.
+   template <std::ranges::input_range R>
+      requires std::equality_comparable_with<T, std::ranges::range_reference_t<R>>
+   friend bool operator==(const ArrayReference& array, R&& range)
+   {
+      return std::ranges::equal(array, range);
+   }
 
    static constexpr len_t countMask = maxArrayElements; ///< all bits of the count
 
 private:
-   const unsigned char* elements_ = nullptr;
-   std::size_t size_ = 0;
+   const unsigned char* header_ = nullptr; ///< null for no elements
+   len_t dataLength_ = 0;                  ///< at least arrayHeaderLength where there is a header
 };
 
 } // namespace Zorva
@@ -127,11 +159,29 @@ inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T
 namespace Zorva {
 
 template <class T>
+inline std::string ArrayReference<T>::toString() const
+{
+   constexpr std::size_t widest = std::numeric_limits<T>::digits10 + 3; // digits, sign and comma of one element
+   const std::span<const unsigned char> elements = bytes();
+   std::string text(2 + elements.size() / sizeof(T) * widest, '[');
+   char* at = text.data() + 1;
+   for (std::size_t i = 0; i < elements.size(); i += sizeof(T)) {
+      at = Internal::putDecimal(at, Internal::load<T>(elements.data() + i));
+      *at++ = ',';
+   }
+   if (!elements.empty())
+      --at;
+   *at++ = ']';
+   text.resize(static_cast<std::size_t>(at - text.data()));
+   return text;
+}
+
+template <class T>
 inline ArrayReference<T> BaseRow::arrayColumn(len_t offset) const
 {
    if (isNull())
       return {};
-   const VColType& slot = slotAt(offset);
+   const VColType slot = slotAt(offset);
    if (slot.isEmpty())
       return {};
    return {checkedBytesOfBuffer(slot.dataOffset(), slot.dataLength()), slot.dataLength()};
@@ -148,20 +198,12 @@ inline bool BaseRow::arrayColumnEqual(len_t offset, const BaseRow& other, len_t 
 template <class T>
 std::string BaseRow::aryColumnToString(len_t offset) const
 {
-   const auto elements = arrayColumn<T>(offset);
-   constexpr std::size_t widest = std::numeric_limits<T>::digits10 + 3; // digits, sign and comma of one element
-   std::string text(2 + elements.size() * widest, '[');
-   char* at = text.data() + 1;
-   for (const T element : elements) {
-      at = putDecimal(at, element);
-      *at++ = ',';
-   }
-   if (!elements.empty())
-      --at;
-   *at++ = ']';
-   text.resize(static_cast<std::size_t>(at - text.data()));
-   return text;
+   return arrayColumn<T>(offset).toString();
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
 template <class T>
@@ -172,11 +214,15 @@ inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
    std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 template <class T, ContiguousRangeOf<T> R>
 inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
-      contractViolated("fdLen != 0", arraySetColumnAssertionLine, arraySetColumnSignature);
+      Internal::contractViolated("fdLen != 0", Internal::arraySetColumnPlace);
    ensurePrivate();
    updateFixElemArray<T>(offset, fdLen, std::span<const T>(std::ranges::data(value), std::ranges::size(value)));
 }
@@ -198,15 +244,15 @@ void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> v
 {
    requireBuffer();
    requireWritable();
-   if (!mayStoreArray(value.size(), sizeof(T)))
+   if (!Internal::mayStoreArray(value.size(), sizeof(T)))
       return;
    if (value.empty()) {
       slotAt(offset).empty();
       return;
    }
-   const auto length = static_cast<len_t>(arrayDataLength(value.size(), sizeof(T)));
+   const auto length = static_cast<len_t>(Internal::arrayDataLength(value.size(), sizeof(T)));
    const len_t place = makeFreeSpace(slotAt(offset), length, fdLen);
-   storeArray(header() + place, value);
+   Internal::storeArray(header() + place, value);
    slotAt(offset).fieldsAre(place, length, true);
 }
 

@@ -24,18 +24,16 @@
 #include <vector>
 
 #include "platform/export.h"
-#include "platform/halvo/debug.h"
 #include "platform/zorva/baseRowCounters.h"
 #include "platform/zorva/ethAddr.h"
 #include "platform/zorva/exceptions.h"
 #include "rowstore/bytes.h"
+#include "rowstore/columnTypes.h"
+#include "rowstore/publishedAssertions.h"
 #include "rowstore/rowBuf.h"
 #include "rowstore/slot.h"
 
 namespace Zorva {
-
-template <class T>
-class ArrayReference;
 
 /// A contiguous range of T that is not a vector: what the array writers take beside vectors.
 template <class R, class T>
@@ -45,9 +43,19 @@ concept ContiguousRangeOf = std::ranges::contiguous_range<const R> && std::range
 /// The offsets of a row type's variable-column-table slots, in column order.
 using vcdType = std::vector<len_t>;
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// The text of a null row, of whatever type.
 inline constexpr std::string_view nullRowText = "len: 0, NULL";
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
+/// A table row of any type, and the base class of the row types: a handle of 24 bytes that shares its bytes with its
+/// copies until one of them is written. Columns are read and written by their offsets; row types know their own.
 class ZORVA_EXPORT BaseRow
 {
 public:
@@ -65,9 +73,9 @@ public:
    BaseRow(len_t len, len_t capacity) : rowBuf_(RowBufHandle::zeroed(capacity))
    {
       if (len < zo_contentOffset) [[unlikely]]
-         contractViolated("len >= zo_contentOffset", __LINE__, __PRETTY_FUNCTION__);
-      checkInside(0, len, capacity);
-      store<len_t>(rowBuf_->data() + rowLengthOffset, len);
+         Internal::contractViolated("len >= zo_contentOffset", {__LINE__, __PRETTY_FUNCTION__});
+      Internal::checkInside(0, len, capacity);
+      Internal::store<len_t>(rowBuf_->data() + Internal::rowLengthOffset, len);
       ++baseRowCounters.lengthCtor;
    }
 
@@ -119,7 +127,7 @@ public:
    virtual ~BaseRow() = default;
 
    /// The offsets of the row type's variable-column-table slots. A generic row has none: stops the process.
-   virtual const vcdType& vcd() const { contractViolated("0", __LINE__, __PRETTY_FUNCTION__); }
+   virtual const vcdType& vcd() const { Internal::contractViolated("0", {__LINE__, __PRETTY_FUNCTION__}); }
 
    /// The row as text. A generic row's text is the row database core's.
    virtual std::string toString() const;
@@ -144,7 +152,7 @@ public:
    }
 
    /// The row type's fixed length in bytes, header included. A generic row has none: stops the process.
-   virtual len_t baseRowLength() { contractViolated("0", __LINE__, __PRETTY_FUNCTION__); }
+   virtual len_t baseRowLength() { Internal::contractViolated("0", {__LINE__, __PRETTY_FUNCTION__}); }
 
    /// Whether the row's class knows all of its columns, and so its slots: true for every row type, false here.
    virtual bool isFullyDefined() const { return false; }
@@ -176,18 +184,18 @@ public:
    }
 
    /// The row length in the header, in bytes. Throws ZoNullRow.
-   len_t rowLength() const { return readColumn<len_t>(rowLengthOffset); }
+   len_t rowLength() const { return readColumn<len_t>(Internal::rowLengthOffset); }
 
    /// The row type id in the header. Throws ZoNullRow.
-   len_t rowType() const { return readColumn<len_t>(rowTypeOffset); }
+   len_t rowType() const { return readColumn<len_t>(Internal::rowTypeOffset); }
 
    /// Writes the row length into the current buffer, in place, without a private copy: every row that shares the
    /// buffer sees it, so call it only on a buffer that the row owns alone. Throws ZoPermissionViolation, then
    /// ZoNullRow.
-   BaseRow& rowLengthIs(len_t len) { return headerFieldIs(rowLengthOffset, len); }
+   BaseRow& rowLengthIs(len_t len) { return headerFieldIs(Internal::rowLengthOffset, len); }
 
    /// Writes the row type id, like rowLengthIs.
-   BaseRow& rowTypeIs(len_t type) { return headerFieldIs(rowTypeOffset, type); }
+   BaseRow& rowTypeIs(len_t type) { return headerFieldIs(Internal::rowTypeOffset, type); }
 
    /// The row's own bytes, row length many. Valid until the row or a sole owner of its buffer changes. Throws
    /// ZoNullRow, and ZoOutOfRange when the row length is below 4 or reaches outside the buffer.
@@ -222,13 +230,15 @@ public:
    template <FixedColumnType T>
    T readColumn(len_t offset) const
    {
-      return load<T>(checkedBytes(offset, sizeof(T)));
+      return Internal::load<T>(checkedBytes(offset, sizeof(T)));
    }
 
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
-   /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Throws ZoNullRow;
-   /// raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns); throws
-   /// ZoPermissionViolation; then std::bad_alloc or Halvo::MemoryResourceException. All leave the row unchanged.
+   /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Below 4, `fdLen`
+   /// clears just so many bytes, and what it leaves of the header stays. Throws ZoNullRow; raises a debug assertion
+   /// when `fdLen` does not fit the buffer (false where the handler returns); throws ZoPermissionViolation, ZoOutOfRange
+   /// when the row length does not fit the buffer; then std::bad_alloc or Halvo::MemoryResourceException. All leave the
+   /// row unchanged.
    inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
@@ -329,8 +339,8 @@ protected:
    [[gnu::always_inline]] T readColumn(len_t offset, len_t fixedLength) const
    {
       requireBuffer();
-      if (isInside(rowOffset_, fixedLength, rowBuf_->length())) [[likely]]
-         return load<T>(header() + offset);
+      if (Internal::isInside(rowOffset_, fixedLength, rowBuf_->length())) [[likely]]
+         return Internal::load<T>(header() + offset);
       return readColumn<T>(offset);
    }
 
@@ -360,7 +370,7 @@ protected:
    inline len_t giveUpArea(len_t slotOffset, len_t baseRowLength, bool compacts);
 
    /// The slot of the column at `offset`. Throws ZoNullRow, then ZoOutOfRange.
-   inline const VColType& slotAt(len_t offset) const;
+   inline VColType slotAt(len_t offset) const;
    inline VColType& slotAt(len_t offset);
 
    /// Stores an array in a row that owns its buffer alone: the second half of the array setColumn.
@@ -369,6 +379,11 @@ protected:
    template <class T>
    void updateFixElemArray(len_t offset, len_t fdLen, const std::vector<T>& value);
 
+   /// Drops the bytes of the variable data area that no slot names, after a private copy if the bytes are shared or a
+   /// view. The buffer keeps its capacity. Throws as a private copy, ZoPermissionViolation, ZoOutOfRange when the row is
+   /// shorter than `baseRowLength` or a listed slot lies outside it, and leaves the row as it was.
+   inline void compactRow(len_t baseRowLength);
+
    /// Sets `value` to the null value of its type. Defined by the row database core for EthAddr.
    template <class T>
    static void setToNull(T& value);
@@ -376,10 +391,13 @@ protected:
    /// The first byte of the row's header; the row has a buffer, nothing else is checked.
    unsigned char* header() const noexcept { return rowBuf_->data() + rowOffset_; }
 
+   /// The whole buffer of a row that was just constructed over a new one, for its value constructor.
+   std::span<unsigned char> freshBuffer() const noexcept { return {rowBuf_->data(), rowBuf_->length()}; }
+
    /// As checkedBytes, of a row that has a buffer.
    unsigned char* checkedBytesOfBuffer(std::uint32_t offset, std::uint32_t width) const
    {
-      if (!isInside(rowOffset_, std::size_t{offset} + width, rowBuf_->length())) [[unlikely]]
+      if (!Internal::isInside(rowOffset_, std::size_t{offset} + width, rowBuf_->length())) [[unlikely]]
          throwOutside(offset, width);
       return header() + offset;
    }
@@ -389,8 +407,8 @@ protected:
    {
       const len_t length = rowLength();
       if (length < zo_contentOffset) [[unlikely]]
-         throwLengthBelowHeader(length);
-      checkInside(rowOffset_, length, rowBuf_->length());
+         Internal::throwLengthBelowHeader(length);
+      Internal::checkInside(rowOffset_, length, rowBuf_->length());
       return length;
    }
 
@@ -426,7 +444,7 @@ private:
 
    [[noreturn]] [[gnu::noinline]] void throwOutside(std::uint32_t offset, std::uint32_t width) const
    {
-      throwOutsideBuffer(std::size_t{rowOffset_} + offset, width, rowBuf_->length());
+      Internal::throwOutsideBuffer(std::size_t{rowOffset_} + offset, width, rowBuf_->length());
    }
 
    [[noreturn]] [[gnu::noinline]] static void throwReadOnly()
@@ -445,7 +463,7 @@ private:
    {
       requireWritable();
       requireBuffer();
-      store<len_t>(checkedBytesOfBuffer(offset, sizeof value), value);
+      Internal::store<len_t>(checkedBytesOfBuffer(offset, sizeof value), value);
       return *this;
    }
 };
@@ -456,7 +474,7 @@ template <>
 ZORVA_EXPORT void BaseRow::setToNull<EthAddr>(EthAddr& value);
 
 /// The class of a view of a nested row. Adds nothing to BaseRow.
-class ZORVA_EXPORT SubRow : public BaseRow
+class SubRow : public BaseRow
 {
 public:
    /// A view of the row whose header lies `offset` bytes behind the header of `parent`: shares the parent's buffer
@@ -474,8 +492,8 @@ public:
 
 inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
 {
-   checkInside(0, zo_contentOffset, bytes.size());
-   const len_t length = load<len_t>(bytes.data() + rowLengthOffset);
+   Internal::checkInside(0, zo_contentOffset, bytes.size());
+   const len_t length = Internal::load<len_t>(bytes.data() + Internal::rowLengthOffset);
    if (length != bytes.size())
       ZoOutOfRange::throwException("row length " + std::to_string(length) + " in the header of " +
                                    std::to_string(bytes.size()) + " bytes");
@@ -484,13 +502,9 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
 
 inline BaseRow BaseRow::clone() const
 {
-   if (isNull()) {
-      BaseRow null;
-      return BaseRow(std::move(null));
-   }
-   const len_t length = checkedRowLength();
-   BaseRow copy(CopyTag{}, header(), length);
-   return BaseRow(std::move(copy));
+   BaseRow copy = isNull() ? BaseRow() : BaseRow(CopyTag{}, header(), checkedRowLength());
+   BaseRow moved(std::move(copy)); // counts as a move
+   return moved;
 }
 
 inline void BaseRow::clearRow()

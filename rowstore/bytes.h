@@ -8,13 +8,10 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
-#include "platform/halvo/debug.h"
 #include "platform/zorva/ethAddr.h"
 #include "platform/zorva/exceptions.h"
-
-/// The C library's assertion failure, in the form that also agrees with `<cassert>`.
-extern "C" void __assert_fail(const char*, const char*, unsigned, const char*) noexcept __attribute__((__noreturn__));
 
 namespace Zorva {
 
@@ -27,35 +24,15 @@ inline constexpr std::size_t maxRowLength = 65535;
 /// Size of the row header, and so the offset of every row type's first column.
 inline constexpr len_t zo_contentOffset = 4;
 
-/// Places of the header's two fields, each an unsigned 16-bit number.
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
+/// Offsets of the header's two fields, each an unsigned 16-bit number.
 inline constexpr len_t rowLengthOffset = 0;
 inline constexpr len_t rowTypeOffset = 2;
 
 static_assert(std::endian::native == std::endian::little, "row bytes are little-endian and stored in host order");
-
-/// The value types of fixed-width columns.
-template <class T>
-concept FixedColumnType = std::same_as<T, unsigned short> || std::same_as<T, unsigned int> ||
-   std::same_as<T, unsigned long> || std::same_as<T, int> || std::same_as<T, bool> || std::same_as<T, EthAddr>;
-
-/// The source file under which this header family reports failed assertions.
-inline constexpr const char* assertionFile = "baseRow";
-
-/// Reports a broken contract of the calling code through the C library and stops the process, in every build type.
-[[noreturn]] inline void contractViolated(const char* assertion, unsigned line, const char* function) noexcept
-{
-   __assert_fail(assertion, assertionFile, line, function);
-}
-
-/// Raises a debug assertion with the default handler; returns where the handler does. A failed allocation leaves as
-/// what it is, not as a shorter text.
-[[gnu::noinline]] inline void raiseDebugAssertion(const std::string& text, const char* function, int line)
-{
-   Halvo::Platform::DebugStream stream;
-   stream.exceptions(std::ios_base::badbit);
-   stream << text;
-   Halvo::debugAndThrowAssertException(HALVO_DEFAULT_HANDLE, 0, stream, assertionFile, function, line);
-}
 
 /// Throws ZoOutOfRange for an access of `width` bytes at `offset` where only `available` bytes are.
 [[noreturn]] [[gnu::noinline]] inline void throwOutsideBuffer(std::size_t offset, std::size_t width,
@@ -69,6 +46,14 @@ inline constexpr const char* assertionFile = "baseRow";
 [[noreturn]] [[gnu::noinline]] inline void throwLengthBelowHeader(std::size_t length)
 {
    ZoOutOfRange::throwException("row length " + std::to_string(length) + " is shorter than the row header");
+}
+
+/// Throws ZoBadCast for a row of the type `found`, whose header lies at `position` in its buffer, where one of the type
+/// `expected` was wanted.
+[[noreturn]] [[gnu::noinline]] inline void throwBadCast(len_t found, len_t expected, len_t position)
+{
+   ZoBadCast::throwException("row type " + std::to_string(found) + " does not match row type " +
+                             std::to_string(expected) + " " + std::to_string(position));
 }
 
 /// Whether `length` bytes from `start` on lie inside `available` bytes. Wide, so nothing wraps, and signed, so that one
@@ -108,4 +93,12 @@ inline void store(unsigned char* at, const T& value) noexcept
       std::memcpy(at, &value, sizeof value);
 }
 
-} // namespace Zorva
+/// The T that lies at `at`, in place: for types made of bytes, which need no alignment.
+template <class T>
+   requires(alignof(T) == 1 && std::is_trivially_copyable_v<T>)
+[[nodiscard]] inline T& inPlace(unsigned char* at) noexcept
+{
+   return *reinterpret_cast<T*>(at);
+}
+
+} // namespace Zorva::Internal

@@ -5,7 +5,7 @@
 #include "platform/halvo/util.h"
 #include "rowstore/baseRow.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// How a stored value of type T compares: numbers as themselves, a bool as its byte, an address as the number whose
 /// most significant byte is its first.
@@ -29,32 +29,36 @@ template <FixedColumnType T>
 {
    if constexpr (std::same_as<T, EthAddr>)
       return Halvo::Util::hash(at, sizeof(EthAddr));
-   else if constexpr (std::same_as<T, int>)
-      return static_cast<std::uint64_t>(std::int64_t{load<int>(at)});
+   else if constexpr (std::signed_integral<T>)
+      return static_cast<std::uint64_t>(std::int64_t{load<T>(at)});
    else
       return comparable<T>(at);
 }
+
+} // namespace Zorva::Internal
+
+namespace Zorva {
 
 template <FixedColumnType T>
 inline bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
    other.requireBuffer();
-   return comparable<T>(checkedBytes(offset, sizeof(T))) ==
-          comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
+   return Internal::comparable<T>(checkedBytes(offset, sizeof(T))) ==
+          Internal::comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
 }
 
 template <FixedColumnType T>
 inline bool BaseRow::columnLess(len_t offset, const BaseRow& other, len_t otherOffset) const
 {
    other.requireBuffer();
-   return comparable<T>(checkedBytes(offset, sizeof(T))) <
-          comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
+   return Internal::comparable<T>(checkedBytes(offset, sizeof(T))) <
+          Internal::comparable<T>(other.checkedBytesOfBuffer(otherOffset, sizeof(T)));
 }
 
 template <FixedColumnType T>
 inline std::uint64_t BaseRow::columnHash(len_t offset) const
 {
-   return hashValue<T>(checkedBytes(offset, sizeof(T)));
+   return Internal::hashValue<T>(checkedBytes(offset, sizeof(T)));
 }
 
 } // namespace Zorva

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <cstring>
 
-namespace Zorva {
+#include "platform/requirements.h"
+
+namespace Zorva::Internal {
 
 /// The most characters that an integer takes, sign included.
 inline constexpr std::size_t longestDecimal = 20;
@@ -66,4 +68,4 @@ char* putDecimal(char* at, T value) noexcept
    return putDecimal(at + 1, std::uint64_t{0} - magnitude);
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

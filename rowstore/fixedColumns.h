@@ -2,24 +2,19 @@
 // rowstore/baseRow.h, which documents the members.
 #pragma once
 
-#include <algorithm>
-
 #include "rowstore/baseRow.h"
 
 namespace Zorva {
-
-/// Where the debug assertion of clear() is raised.
-inline constexpr int clearAssertionLine = 327;
 
 template <FixedColumnType T>
 inline void BaseRow::setColumn(len_t offset, const T& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
-      contractViolated("fdLen != 0", __LINE__, __PRETTY_FUNCTION__);
+      Internal::contractViolated("fdLen != 0", {__LINE__, __PRETTY_FUNCTION__});
    const T kept = value; // it may lie in the bytes that the private copy gives up
    ensurePrivate();
    requireWritable();
-   store<T>(checkedBytesOfBuffer(offset, sizeof(T)), kept);
+   Internal::store<T>(checkedBytesOfBuffer(offset, sizeof(T)), kept);
 }
 
 template <std::same_as<EthAddr> T>
@@ -28,20 +23,21 @@ inline void BaseRow::getColumn(len_t offset, T& out) const
    if (isNull())
       setToNull<T>(out);
    else
-      out = load<T>(checkedBytesOfBuffer(offset, sizeof(T)));
+      out = Internal::load<T>(checkedBytesOfBuffer(offset, sizeof(T)));
 }
 
 inline bool BaseRow::clear(len_t fdLen)
 {
    requireBuffer();
-   const std::size_t needed = std::max<std::size_t>(fdLen, zo_contentOffset); // the header is written in any case
-   if (rowOffset_ + needed > rowBuf_->length()) {
-      raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size", "clear", clearAssertionLine);
+   if (std::size_t{rowOffset_} + fdLen > rowBuf_->length()) {
+      Internal::raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size",
+                                    Internal::clearPlace);
       return false;
    }
    requireWritable();
+   checkedBytesOfBuffer(Internal::rowLengthOffset, sizeof fdLen); // written in any case, however few bytes are cleared
    if (mayWriteInPlace())
-      std::memset(header(), 0, needed);
+      std::memset(header(), 0, fdLen);
    else
       rowBuf_ = RowBufHandle::zeroed(rowBuf_->length());
    rowLengthIs(fdLen);

@@ -11,25 +11,20 @@
 
 namespace Zorva {
 
-/// Where a broken contract of makeFreeSpace is reported.
-inline constexpr unsigned makeFreeSpaceAssertionLine = 848;
-inline constexpr const char* makeFreeSpaceSignature =
-   "Zorva::len_t Zorva::BaseRow::makeFreeSpace(Zorva::VColType&, Zorva::len_t, Zorva::len_t)";
-
-inline const VColType& BaseRow::slotAt(len_t offset) const
+inline VColType BaseRow::slotAt(len_t offset) const
 {
-   return *reinterpret_cast<const VColType*>(checkedBytes(offset, sizeof(VColType)));
+   return Internal::load<VColType>(checkedBytes(offset, sizeof(VColType)));
 }
 
 inline VColType& BaseRow::slotAt(len_t offset)
 {
    requireBuffer();
-   return *reinterpret_cast<VColType*>(checkedBytesOfBuffer(offset, sizeof(VColType)));
+   return Internal::inPlace<VColType>(checkedBytesOfBuffer(offset, sizeof(VColType)));
 }
 
 inline void BaseRow::updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray)
 {
-   if (!mayStoreData(length, isArray))
+   if (!Internal::mayStoreData(length, isArray))
       return;
    requireWritable();
    slotAt(offset).fieldsAre(dataOffset, length, isArray);
@@ -40,11 +35,11 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
    const std::size_t rowEnd = checkedRowLength();
    std::size_t total = baseRowLength;
    for (const len_t offset : vcd()) {
-      const VColType& slot = slotAt(offset);
+      const VColType slot = slotAt(offset);
       if (offset == emptied || slot.isEmpty())
          continue;
-      if (slot.dataOffset() < baseRowLength || slot.dataOffset() + slot.dataLength() > rowEnd) [[unlikely]]
-         throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
+      if (slot.area().faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none) [[unlikely]]
+         Internal::throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
       total += slot.dataLength();
    }
    return total;
@@ -53,11 +48,11 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
 inline len_t BaseRow::makeFreeSpace(VColType& slot, len_t length, len_t baseRowLength)
 {
    if (baseRowLength == 0) [[unlikely]]
-      contractViolated("baseRowLength != 0", makeFreeSpaceAssertionLine, makeFreeSpaceSignature);
+      Internal::contractViolated("baseRowLength != 0", Internal::makeFreeSpacePlace);
    requireWritable();
    const len_t rowEnd = checkedRowLength();
    const auto distance = reinterpret_cast<std::uintptr_t>(&slot) - reinterpret_cast<std::uintptr_t>(header());
-   checkInside(std::min<std::uintptr_t>(distance, maxRowLength), sizeof(VColType), rowEnd);
+   Internal::checkInside(std::min<std::uintptr_t>(distance, maxRowLength), sizeof(VColType), rowEnd);
    const auto slotOffset = static_cast<len_t>(distance); // survives a move of the block, the reference does not
 
    const len_t current = slot.dataLength();
@@ -94,6 +89,17 @@ inline len_t BaseRow::giveUpArea(len_t slotOffset, len_t baseRowLength, bool com
       slot = before;
       throw;
    }
+}
+
+inline void BaseRow::compactRow(len_t baseRowLength)
+{
+   ensurePrivate();
+   requireWritable();
+   Internal::checkInside(0, baseRowLength, checkedRowLength());
+   compactedLength(0, baseRowLength); // refuses slots that lie
+   const len_t length = compactVariableData(baseRowLength);
+   checkedBytesOfBuffer(0, length);
+   rowLengthIs(length);
 }
 
 } // namespace Zorva

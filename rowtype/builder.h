@@ -2,11 +2,22 @@
 // constructors of row types; header-only, so a caller that builds many rows may inline it.
 #pragma once
 
+#include <span>
 #include <type_traits>
 
 #include "rowtype/columnTable.h"
 
 namespace Zorva {
+
+/// Stands in a list of column values for a nested row, which is absent in a row that is built from values.
+struct AbsentRow
+{
+};
+inline constexpr AbsentRow absentRow;
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// Whether V may initialise a column of type `type`: its value type, or a vector for an array.
 template <Type type, class V>
@@ -14,7 +25,7 @@ inline constexpr bool initialises = std::same_as<V, ValueOf<type>>;
 template <class V>
 inline constexpr bool initialises<Type::arrayOfU32, V> = std::same_as<V, std::vector<std::uint32_t>>;
 template <class V>
-inline constexpr bool initialises<Type::row, V> = false; // storing nested rows is not this library's business
+inline constexpr bool initialises<Type::row, V> = std::same_as<V, AbsentRow>; // who stores one lays out its bytes
 
 /// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
 template <class V>
@@ -36,52 +47,71 @@ constexpr std::size_t roomFor(const V&... values) noexcept
    return (std::size_t{Table.fixedLength} + ... + variableRoom(values));
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// The buffer size for such a row: the room it takes or, when no row has that, the fixed part alone.
 template <const auto& Table, class... V>
 len_t rowCapacity(const V&... values) noexcept
 {
-   const std::size_t room = roomFor<Table>(values...);
+   const std::size_t room = Internal::roomFor<Table>(values...);
    return room > maxRowLength ? Table.fixedLength : static_cast<len_t>(room);
 }
 
-/// Stores the values column by column, growing the row as they come: for values that no row has room for, one of which
-/// will be refused.
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
+/// Stores the values column by column, growing the row as they come: for values that the buffer has no room for.
 template <const auto& Table, class... V>
 void storeOneByOne(BaseRow& row, const V&... values)
 {
-   withColumns<Table>([&](auto... i) { (row.setColumn(Table.columns[i].offset, values, Table.fixedLength), ...); });
+   const auto storeColumn = [&]<class Value>(len_t offset, const Value& value) {
+      if constexpr (!std::same_as<Value, AbsentRow>)
+         row.setColumn(offset, value, Table.fixedLength);
+   };
+   withColumns<Table>([&](auto... i) { (storeColumn(Table.columns[i].offset, values), ...); });
 }
 
-/// Stores one value per column into `row`, whose fresh buffer of rowCapacity(values...) zero bytes lies at `bytes`
-/// with the row length already written. Throws what storing an array that is too long throws; the row is to be
-/// dropped then. Always inlined: a call would pass the address of every value through memory.
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
+/// Stores one value per column into `row`, whose fresh buffer of zero bytes is `buffer`, at least the fixed part, with
+/// the row length already written. A buffer of rowCapacity(values...) bytes takes them in one pass; in a smaller one
+/// the row grows as they come. Throws what storing an array that is too long throws; the row is to be dropped then.
+/// Always inlined: a call would pass the address of every value through memory.
 ///
 ///   bytes  | length | type | fixed columns and slots | first array | second array | ...
 template <const auto& Table, class... V>
-[[gnu::always_inline]] inline void storeColumns(BaseRow& row, unsigned char* bytes, const V&... values)
+[[gnu::always_inline]] inline void storeColumns(BaseRow& row, std::span<unsigned char> buffer, const V&... values)
 {
    static_assert(sizeof...(V) == Table.size(), "one value per column");
-   if (roomFor<Table>(values...) > maxRowLength) [[unlikely]]
-      return storeOneByOne<Table>(row, values...);
+   if (Internal::roomFor<Table>(values...) > buffer.size()) [[unlikely]]
+      return Internal::storeOneByOne<Table>(row, values...);
+   unsigned char* const bytes = buffer.data();
    len_t end = Table.fixedLength; // where the next array goes
    const auto storeColumn = [&](auto i, const auto& value) {
       using Value = std::remove_cvref_t<decltype(value)>;
       constexpr Column column = Table.columns[i];
-      static_assert(initialises<column.type, Value>, "a value of another type than its column's");
-      if constexpr (column.type != Type::arrayOfU32) {
-         store<Value>(bytes + column.offset, value);
+      static_assert(Internal::initialises<column.type, Value>, "a value of another type than its column's");
+      if constexpr (column.type == Type::row) {
+         // absent: the slot is zero
+      } else if constexpr (column.type != Type::arrayOfU32) {
+         Internal::store<Value>(bytes + column.offset, value);
       } else if (value.size() > maxArrayElements) {
          row.setColumn<std::uint32_t>(column.offset, value, Table.fixedLength); // refuses it
       } else if (!value.empty()) {
-         const auto length = static_cast<len_t>(arrayDataLength(value.size(), sizeof(std::uint32_t)));
-         storeArray(bytes + end, std::span<const std::uint32_t>(value));
-         reinterpret_cast<VColType*>(bytes + column.offset)->fieldsAre(end, length, true);
+         const auto length = static_cast<len_t>(Internal::arrayDataLength(value.size(), sizeof(std::uint32_t)));
+         Internal::storeArray(bytes + end, std::span<const std::uint32_t>(value));
+         Internal::store(bytes + column.offset, VColType(end, length, true));
          end = static_cast<len_t>(end + length);
       }
    };
-   withColumns<Table>([&](auto... i) { (storeColumn(i, values), ...); });
+   Internal::withColumns<Table>([&](auto... i) { (storeColumn(i, values), ...); });
    if (end != Table.fixedLength)
-      store<len_t>(bytes + rowLengthOffset, end);
+      Internal::store<len_t>(bytes + Internal::rowLengthOffset, end);
 }
 
 } // namespace Zorva

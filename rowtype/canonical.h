@@ -16,20 +16,20 @@ inline void makeCanonical(std::span<unsigned char> bytes, std::span<const Column
 {
    if (depth > maxNestingDepth)
       ZoOutOfRange::throwException("rows nested deeper than " + std::to_string(maxNestingDepth));
-   checkInside(0, columns.back().end(), bytes.size());
-   store<len_t>(&bytes[rowTypeOffset], 0);
+   Internal::checkInside(0, columns.back().end(), bytes.size());
+   Internal::store<len_t>(&bytes[Internal::rowTypeOffset], 0);
    for (const Column& column : columns) {
       if (!column.isVariable())
          continue;
-      const VColType slot = *reinterpret_cast<const VColType*>(&bytes[column.offset]);
+      const auto slot = Internal::load<VColType>(&bytes[column.offset]);
       if (slot.isEmpty())
          continue;
-      checkInside(slot.dataOffset(), slot.dataLength(), bytes.size());
+      Internal::checkInside(slot.dataOffset(), slot.dataLength(), bytes.size());
       const std::span<unsigned char> data = bytes.subspan(slot.dataOffset(), slot.dataLength());
       if (column.type == Type::row) {
          makeCanonical(data, column.nested->columns, depth + 1);
       } else {
-         checkInside(0, arrayHeaderLength, data.size());
+         Internal::checkInside(0, Internal::arrayHeaderLength, data.size());
          data[1] &= ArrayReference<std::uint32_t>::countMask >> 8;
       }
    }

@@ -16,43 +16,12 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
 #include "rowstore/baseRow.h"
 
 namespace Zorva {
-
-/// Rows nested within rows, at most.
-inline constexpr unsigned maxNestingDepth = 16;
-
-/// What a column holds. The last two have a slot of the variable column table in the fixed part.
-enum class Type : std::uint8_t { u64, u32, u16, i32, boolean, ethAddr, arrayOfU32, row };
-
-/// What goes with each Type.
-struct TypeFacts
-{
-   Type type;
-   len_t width;           ///< bytes in the fixed part
-   std::string_view name; ///< in a type signature, where an array is listed with its element type
-   std::string_view kind; ///< in a listing of a row's bytes
-};
-
-/// In the order of Type.
-inline constexpr std::array<TypeFacts, 8> typeFacts{{
-   {Type::u64, 8, "uint64_t", "u64"},
-   {Type::u32, 4, "uint32_t", "u32"},
-   {Type::u16, 2, "uint16_t", "u16"},
-   {Type::i32, 4, "int32_t", "i32"},
-   {Type::boolean, 1, "bool", "bool"},
-   {Type::ethAddr, 6, "EthAddr", "mac"},
-   {Type::arrayOfU32, 4, "uint32_t", "slot"},
-   {Type::row, 4, "row", "slot"},
-}};
-static_assert(std::ranges::is_sorted(typeFacts, {}, &TypeFacts::type) && typeFacts.back().type == Type::row);
-
-constexpr const TypeFacts& factsOf(Type type) noexcept { return typeFacts[static_cast<std::size_t>(type)]; }
 
 /// Marks the key column of a table.
 struct KeyMark
@@ -63,22 +32,40 @@ inline constexpr KeyMark key{true};
 
 struct NestedType;
 
+/// Which row type a column nests, if any. Knows whether it was given one: the comparison of a variable's address with
+/// null is no constant to compilers that check for null pointers at run time.
+class NestedTypeOf
+{
+public:
+   constexpr NestedTypeOf() noexcept = default;
+   constexpr NestedTypeOf(const NestedType* type) noexcept : type_(type), isGiven_(true) {}
+   NestedTypeOf(std::nullptr_t) = delete;
+
+   constexpr bool isGiven() const noexcept { return isGiven_; }
+   constexpr const NestedType& operator*() const noexcept { return *type_; }
+   constexpr const NestedType* operator->() const noexcept { return type_; }
+
+private:
+   const NestedType* type_ = nullptr;
+   bool isGiven_ = false;
+};
+
 /// One column. `offset` is assigned by layOut.
 struct Column
 {
    std::string_view name;
    Type type = Type::u32;
    KeyMark mark = {};
-   const NestedType* nested = nullptr;
+   NestedTypeOf nested = {};
    len_t offset = 0;
 
    constexpr bool isKey() const noexcept { return mark.isKey; }
 
    /// Whether the fixed part holds a slot, and the data lies elsewhere.
-   constexpr bool isVariable() const noexcept { return type == Type::arrayOfU32 || type == Type::row; }
+   constexpr bool isVariable() const noexcept { return Internal::factsOf(type).hasSlot; }
 
    /// Bytes that the column takes in the fixed part.
-   constexpr len_t width() const noexcept { return factsOf(type).width; }
+   constexpr len_t width() const noexcept { return Internal::factsOf(type).width; }
 
    constexpr len_t end() const noexcept { return static_cast<len_t>(offset + width()); }
 };
@@ -97,20 +84,23 @@ struct NestedType
    std::string (*toJson)(const BaseRow& row, len_t offset); ///< "null" when the column holds no row
 };
 
-/// The C++ types of columns' values, in the order of Type. An array column's is its view, a nested row's the generic
-/// row.
-using ColumnValues = std::tuple<std::uint64_t, std::uint32_t, std::uint16_t, std::int32_t, bool, EthAddr,
-                                ArrayReference<std::uint32_t>, BaseRow>;
+} // namespace Zorva
 
-template <Type type>
-using ValueOf = std::tuple_element_t<static_cast<std::size_t>(type), ColumnValues>;
+namespace Zorva::Internal {
 
-/// The place of a column whose value type is T.
-template <class T>
-struct ColumnPlace
+/// A column's name as a template argument: get<"genId">().
+template <std::size_t N>
+struct ColumnName
 {
-   len_t offset;
+   consteval ColumnName(const char (&name)[N]) { std::ranges::copy(name, characters); }
+   consteval operator std::string_view() const { return {characters, N - 1}; }
+
+   char characters[N];
 };
+
+} // namespace Zorva::Internal
+
+namespace Zorva {
 
 /// The columns of one row type, laid out.
 template <std::size_t N>
@@ -121,14 +111,12 @@ struct ColumnTable
 
    static consteval std::size_t size() noexcept { return N; }
 
-   /// The place of the column `name`, whose value type must be T. Anything else does not compile.
-   template <class T>
-   consteval ColumnPlace<T> at(std::string_view name) const
+   /// The column `name`. Another name does not compile.
+   consteval Column column(std::string_view name) const
    {
       for (const Column& column : columns)
          if (column.name == name)
-            return holds<T>(column.type, std::type_identity<ColumnValues>{}) ? ColumnPlace<T>{column.offset}
-                                                                             : throw "the column has another type";
+            return column;
       throw "no such column";
    }
 
@@ -139,14 +127,6 @@ struct ColumnTable
          if (column.isKey())
             return column;
       throw "the table has no key column";
-   }
-
-private:
-   /// Whether columns of type `type` have values of type T, V being the value types of all column types.
-   template <class T, class... V>
-   static consteval bool holds(Type type, std::type_identity<std::tuple<V...>>)
-   {
-      return std::array{std::same_as<T, V>...}[static_cast<std::size_t>(type)];
    }
 };
 
@@ -162,7 +142,7 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
       for (std::size_t j = 0; j < i; ++j)
          if (columns[j].name == columns[i].name)
             throw "two columns of one name";
-      if ((columns[i].type == Type::row) != (columns[i].nested != nullptr))
+      if ((columns[i].type == Type::row) != columns[i].nested.isGiven())
          throw "a nested-row column, and no other, names its type";
       keys += columns[i].isKey();
       table.columns[i] = columns[i];
@@ -174,6 +154,10 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
    table.fixedLength = offset;
    return table;
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 template <std::size_t... I, class Use>
 [[gnu::always_inline]] constexpr decltype(auto) withConstants(Use&& use, std::index_sequence<I...>)
@@ -189,16 +173,17 @@ template <const auto& Table, class Use>
    return withConstants(use, std::make_index_sequence<Table.size()>{});
 }
 
-/// The offsets of Table's slots, in column order. Built on first use, kept until the process exits.
+/// The offsets of Table's slots, in column order. Built on first use and never destroyed: rows may outlive every static
+/// object.
 template <const auto& Table>
 const vcdType& slotOffsets()
 {
-   static const vcdType offsets = [] {
+   static const vcdType& offsets = *[] {
       vcdType list;
       for (const Column& column : Table.columns)
          if (column.isVariable())
             list.push_back(column.offset);
-      return list;
+      return new vcdType(std::move(list));
    }();
    return offsets;
 }
@@ -217,14 +202,22 @@ constexpr void useSignature(const ColumnTable<N>& table, Use&& use)
    use("\"}");
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// The type signature's length, in characters.
 template <std::size_t N>
 consteval std::size_t typeSignatureLength(const ColumnTable<N>& table)
 {
    std::size_t length = 0;
-   useSignature(table, [&](std::string_view piece) { length += piece.size(); });
+   Internal::useSignature(table, [&](std::string_view piece) { length += piece.size(); });
    return length;
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 template <std::size_t N>
 std::string typeSignature(const ColumnTable<N>& table)
@@ -234,4 +227,4 @@ std::string typeSignature(const ColumnTable<N>& table)
    return text;
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

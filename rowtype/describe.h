@@ -12,9 +12,10 @@
 #include <vector>
 
 #include "platform/zorva/ethAddr.h"
-#include "rowtype/rendering.h"
+#include "rowtype/columnTable.h"
+#include "rowtype/plainStream.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// Builds the listing of one row. Holds a view of its bytes and owns the text.
 class RowListing
@@ -31,8 +32,8 @@ public:
 private:
    static constexpr std::size_t bytesPerLine = 8;
 
-   /// Bytes that a slot names.
-   struct Area
+   /// Bytes that a column's slot names, from the outermost row's header.
+   struct ColumnData
    {
       std::size_t begin;
       std::size_t end;
@@ -45,7 +46,7 @@ private:
       const std::size_t fixedEnd = std::min<std::size_t>(base + columns.back().end(), end);
       line(base + rowLengthOffset, 2, "len", std::to_string(load<len_t>(&row_[base])), "row length");
       line(base + rowTypeOffset, 2, "type", std::to_string(load<len_t>(&row_[base + rowTypeOffset])), "row type");
-      std::vector<Area> areas;
+      std::vector<ColumnData> areas;
       for (const Column& column : columns) {
          if (base + column.end() > end) {
             dead(base + column.offset, end, "cut off");
@@ -57,13 +58,14 @@ private:
             line(base + column.offset, column.width(), factsOf(column.type).kind, valueText(column, base),
                  name(column));
       }
-      std::ranges::sort(areas, {}, &Area::begin);
+      std::ranges::sort(areas, {}, &ColumnData::begin);
       std::size_t at = fixedEnd;
-      for (const Area& area : areas) {
+      for (const ColumnData& area : areas) {
          dead(at, area.begin, "dead");
-         if (area.begin < at)
+         if (area.begin < at) {
             text_ << "      the data of " << area.column->name << " overlaps what stands before it\n";
-         else if (area.column->type == Type::arrayOfU32)
+            dead(at, area.end, "overlapping");
+         } else if (area.column->type == Type::arrayOfU32)
             listArray(area);
          else
             listNested(area);
@@ -73,24 +75,24 @@ private:
    }
 
    void listSlot(const Column& column, std::size_t base, std::size_t fixedEnd, std::size_t end,
-                 std::vector<Area>& areas)
+                 std::vector<ColumnData>& areas)
    {
-      const auto& slot = *reinterpret_cast<const VColType*>(&row_[base + column.offset]);
-      const std::size_t begin = base + slot.dataOffset();
+      const auto slot = load<VColType>(&row_[base + column.offset]);
+      const Internal::Area area = slot.area();
       std::string value = "empty";
       if (!slot.isEmpty()) {
          value = "offset " + std::to_string(slot.dataOffset()) + " length " + std::to_string(slot.dataLength());
-         if (begin < fixedEnd || begin + slot.dataLength() > end)
+         if (area.faultIn(fixedEnd - base, end - base) != AreaFault::none)
             value += ", outside the variable data";
          else
-            areas.push_back({begin, begin + slot.dataLength(), &column});
+            areas.push_back({base + area.begin, base + area.end, &column});
       }
       if (slot.isArray())
          value += ", array";
       line(base + column.offset, 4, "slot", value, name(column));
    }
 
-   void listArray(const Area& area)
+   void listArray(const ColumnData& area)
    {
       const ArrayReference<std::uint32_t> array(&row_[area.begin], static_cast<len_t>(area.end - area.begin));
       const std::string_view columnName = area.column->name;
@@ -107,7 +109,7 @@ private:
       dead(at, area.end, "no element");
    }
 
-   void listNested(const Area& area)
+   void listNested(const ColumnData& area)
    {
       const NestedType& type = *area.column->nested;
       const std::size_t room = area.end - area.begin;
@@ -125,21 +127,22 @@ private:
 
    std::string valueText(const Column& column, std::size_t base) const
    {
-      const unsigned char* const at = &row_[base + column.offset];
-      switch (column.type) {
-      case Type::u64: return std::to_string(load<std::uint64_t>(at));
-      case Type::u32: return std::to_string(load<std::uint32_t>(at));
-      case Type::u16: return std::to_string(load<std::uint16_t>(at));
-      case Type::i32: return std::to_string(load<std::int32_t>(at));
-      case Type::boolean: return formatted(FMT<bool>{load<bool>(at)});
-      default: return formatted(load<EthAddr>(at)); // slots are listed by themselves
-      }
+      std::string text;
+      withFixedValue(column.type, &row_[base + column.offset], [&]<class V>(const V& value) {
+         if constexpr (std::same_as<V, bool>)
+            text = formatted(FMT<bool>{value});
+         else if constexpr (std::integral<V>)
+            text = std::to_string(value);
+         else
+            text = formatted(value);
+      });
+      return text;
    }
 
    template <class T>
    static std::string formatted(const T& value)
    {
-      PlainStream stream;
+      Internal::PlainStream stream;
       stream.os() << value;
       return stream.buffer().str();
    }
@@ -170,17 +173,21 @@ private:
    }
 
    std::span<const unsigned char> row_;
-   PlainStream plain_;
+   Internal::PlainStream plain_;
    std::ostream& text_ = plain_.os();
    unsigned depth_ = 0;
 };
+
+} // namespace Zorva::Internal
+
+namespace Zorva {
 
 /// The annotated bytes of a row of type Row, one line per field, dead bytes included. Throws ZoNullRow,
 /// and ZoOutOfRange when the row length does not fit the buffer.
 template <class Row>
 std::string describeRow(const BaseRow& row)
 {
-   return RowListing(row.bytes()).build(Row::columns_.columns);
+   return Internal::RowListing(row.bytes()).build(Row::columns_.columns);
 }
 
 } // namespace Zorva

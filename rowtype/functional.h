@@ -2,7 +2,10 @@
 // are the key's.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 
 #include "rowstore/baseRow.h"
 
@@ -21,3 +24,13 @@ struct ContentEqual
 };
 
 } // namespace Zorva
+
+/// Hashes a row of a row type by key, as == is key equality. Throws ZoNullRow for a null row.
+template <std::derived_from<Zorva::BaseRow> Row>
+   requires requires(const Row& row) {
+      { row.hash() } -> std::same_as<std::uint64_t>;
+   }
+struct std::hash<Row>
+{
+   std::size_t operator()(const Row& row) const { return row.hash(); }
+};

@@ -23,6 +23,10 @@ namespace Zorva {
    return hash + 0xE6546B64;
 }
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// Folds an array element into `seed`: the golden-ratio step of boost::hash_combine in 64 bits.
 inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
 {
@@ -31,15 +35,23 @@ inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
    seed ^= (seed << 6) + (seed >> 2) + element;
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// What an array column feeds into a row hash: its elements folded in order, the low 32 bits of the result. 0 for an
 /// empty array.
 [[nodiscard]] inline std::uint64_t arrayColumnHash(const ArrayReference<std::uint32_t>& array) noexcept
 {
    std::uint64_t seed = 0;
    for (const std::uint32_t element : array)
-      foldElement(seed, element);
+      Internal::foldElement(seed, element);
    return static_cast<std::uint32_t>(seed);
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// What two array columns feed into a row hash. Neither fold waits for the other: together they take the time of one.
 [[nodiscard]] inline std::array<std::uint64_t, 2> arrayColumnHashes(const ArrayReference<std::uint32_t>& a,
@@ -201,7 +213,7 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
       if constexpr (column.type == Type::arrayOfU32) {
          ZoNotSupported::throwException("column less not supported for arrays");
       } else if constexpr (column.type == Type::row) {
-         if (column.nested->equal(a, column.offset, b, column.offset))
+            if (column.nested->equal(a, column.offset, b, column.offset))
             return false;
          less = column.nested->less(a, column.offset, b, column.offset);
          return true;
@@ -217,4 +229,4 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
    return less;
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -5,7 +5,7 @@
 
 #include "platform/zorva/rowOps.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// The number of the KEY index, the only one of a row type.
 inline constexpr unsigned char keyIndex = 0;
@@ -20,4 +20,4 @@ std::shared_ptr<RowOpsBase> makeRowOps(unsigned char index)
    return std::shared_ptr<RowOpsBase>(new Ops);
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

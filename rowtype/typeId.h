@@ -8,7 +8,7 @@
 #include "platform/zorva/zorvaDB.h"
 #include "rowstore/baseRow.h"
 
-namespace Zorva {
+namespace Zorva::Internal {
 
 /// The value of a cached id that is not yet known.
 inline constexpr len_t unknownRowType = 65535;
@@ -36,14 +36,6 @@ inline len_t rowTypeId(std::atomic<len_t>& cached, const char* typeName)
    return known != unknownRowType ? known : fetchRowType(cached, typeName);
 }
 
-/// Throws ZoBadCast for a row of the type `found`, whose header lies at `position` in its buffer, where one of the type
-/// `expected` was wanted.
-[[noreturn]] [[gnu::noinline]] inline void throwBadCast(len_t found, len_t expected, len_t position)
-{
-   ZoBadCast::throwException("row type " + std::to_string(found) + " does not match row type " +
-                             std::to_string(expected) + " " + std::to_string(position));
-}
-
 /// Throws ZoBadCast unless the row is null or its header carries R's type id, which is fetched for it if need be.
 template <class R>
 void requireRowType(const R& row)
@@ -56,4 +48,4 @@ void requireRowType(const R& row)
       throwBadCast(found, expected, row.rowPosition());
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

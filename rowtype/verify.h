@@ -71,6 +71,10 @@ struct RowCheck
    friend constexpr bool operator==(const RowCheck&, const RowCheck&) noexcept = default;
 };
 
+} // namespace Zorva
+
+namespace Zorva::Internal {
+
 /// The row under examination: its columns, and its header `base` bytes from the first of all bytes given.
 struct ExaminedRow
 {
@@ -83,10 +87,7 @@ struct ExaminedRow
    std::size_t length() const { return u16At(rowLengthOffset); }
    std::size_t fixedLength() const { return columns.back().end(); }
 
-   const VColType& slot(const Column& column) const
-   {
-      return *reinterpret_cast<const VColType*>(&all[base + column.offset]);
-   }
+   VColType slot(const Column& column) const { return load<VColType>(&all[base + column.offset]); }
 
    /// The fault, found in the field at `offset` of this row.
    RowCheck found(RowFault fault, std::size_t offset) const { return {fault, base + offset}; }
@@ -108,26 +109,20 @@ inline RowCheck checkLength(const ExaminedRow& row, std::size_t available)
 /// Whether the slot of `column`, which is not empty, names bytes of the variable data that no slot before it names.
 inline RowCheck checkSlot(const ExaminedRow& row, const Column& column)
 {
-   const std::size_t begin = row.slot(column).dataOffset();
-   const std::size_t end = begin + row.slot(column).dataLength();
-   if (begin < row.fixedLength())
-      return row.found(RowFault::slotBeforeData, column.offset);
-   if (end > row.length())
-      return row.found(RowFault::slotBeyondRow, column.offset);
-   for (const Column* other = row.columns.data(); other != &column; ++other) {
-      if (!other->isVariable() || row.slot(*other).isEmpty())
-         continue;
-      const std::size_t otherBegin = row.slot(*other).dataOffset();
-      if (begin < otherBegin + row.slot(*other).dataLength() && otherBegin < end)
+   const Area area = row.slot(column).area();
+   if (const AreaFault fault = area.faultIn(row.fixedLength(), row.length()); fault != AreaFault::none)
+      return row.found(fault == AreaFault::beforeData ? RowFault::slotBeforeData : RowFault::slotBeyondRow,
+                       column.offset);
+   for (const Column* other = row.columns.data(); other != &column; ++other)
+      if (other->isVariable() && area.overlaps(row.slot(*other).area()))
          return row.found(RowFault::slotsOverlap, column.offset);
-   }
    return {};
 }
 
 /// Whether the data of `column`, whose slot is sound, is an array.
 inline RowCheck checkArray(const ExaminedRow& row, const Column& column)
 {
-   const VColType& slot = row.slot(column);
+   const VColType slot = row.slot(column);
    if (!slot.isArray())
       return row.found(RowFault::notArray, column.offset);
    if (slot.dataLength() < arrayHeaderLength)
@@ -153,7 +148,7 @@ inline RowCheck checkRow(const ExaminedRow& row, std::size_t available)
          continue;
       if (const RowCheck check = checkSlot(row, column); !check.ok())
          return check;
-      const VColType& slot = row.slot(column);
+      const VColType slot = row.slot(column);
       const RowCheck check =
          column.type == Type::arrayOfU32
             ? checkArray(row, column)
@@ -165,6 +160,10 @@ inline RowCheck checkRow(const ExaminedRow& row, std::size_t available)
    return {};
 }
 
+} // namespace Zorva::Internal
+
+namespace Zorva {
+
 /// Whether `bytes` are exactly one row of the type Row, fit for every operation once adoptRow has given it and its
 /// nested rows their type ids; with `rowType`, also whether it carries that id. Throws nothing.
 template <class Row>
@@ -172,15 +171,19 @@ RowCheck verifyRow(std::span<const unsigned char> bytes, std::optional<len_t> ro
 {
    if (bytes.size() > maxRowLength)
       return {RowFault::tooLong, 0};
-   const RowCheck check = checkRow({Row::columns_.columns, bytes, 0, 0}, bytes.size());
+   const RowCheck check = Internal::checkRow({Row::columns_.columns, bytes, 0, 0}, bytes.size());
    if (!check.ok())
       return check;
-   if (load<len_t>(bytes.data() + rowLengthOffset) < bytes.size())
-      return {RowFault::bytesBeyondLength, rowLengthOffset};
-   if (rowType && load<len_t>(bytes.data() + rowTypeOffset) != *rowType)
-      return {RowFault::otherType, rowTypeOffset};
+   if (Internal::load<len_t>(bytes.data() + Internal::rowLengthOffset) < bytes.size())
+      return {RowFault::bytesBeyondLength, Internal::rowLengthOffset};
+   if (rowType && Internal::load<len_t>(bytes.data() + Internal::rowTypeOffset) != *rowType)
+      return {RowFault::otherType, Internal::rowTypeOffset};
    return {};
 }
+
+} // namespace Zorva
+
+namespace Zorva::Internal {
 
 /// Gives the rows nested in a row that nobody else holds, whose columns are `columns`, this process's type ids.
 inline void adoptNestedRows(const BaseRow& row, std::span<const Column> columns)
@@ -212,4 +215,4 @@ Row adoptRow(std::span<const unsigned char> bytes)
    return Row(std::move(row));
 }
 
-} // namespace Zorva
+} // namespace Zorva::Internal

@@ -1,26 +1,53 @@
-// The listings in docs/row-format.md are what describeRow prints.
-#include <fstream>
-
+// What rows say of themselves, byte by byte: the listings in docs/row-format.md, and all that the rows of
+// tests/rows/told.txt have to tell, sound ones and others. The listed bytes are the rows.
 #include "rowtype/describe.h"
 #include "tests/support/rows.h"
 
 using namespace Test;
 
-TEST(Documents, RowFormatListsWhatDescribeRowPrints)
+// The listing, then each text and number or how it is refused.
+template <class Row>
+std::string told(const BaseRow& row)
 {
-   std::ifstream file(PROJECT_SOURCE_DIR "/docs/row-format.md");
-   const std::string page{std::istreambuf_iterator(file), {}};
-   const auto expectListed = [&](const std::string& name, auto& row, len_t type) {
-      using Row = std::remove_reference_t<decltype(row)>;
-      row.rowTypeIs(type);
-      const std::string listing = "```listing " + name + '\n' + Zorva::describeRow<Row>(row) + "```";
-      EXPECT_NE(page.find(listing), std::string::npos) << listing;
+   const std::pair<std::string, std::function<std::string(Exposed<Row>)>> facts[] = {
+      {"generic", [](const auto& typed) { return typed.BaseRow::toString(); }},
+      {"text", [](const auto& typed) { return typed.toString(); }},
+      {"JSON", [](const auto& typed) { return typed.toJson(); }},
+      {"hash", [](const auto& typed) { return std::to_string(typed.rowHash()); }},
+      {"signature", [](const auto&) { return Row::zoTypeSignature(); }},
+      {"compacted", [](auto typed) { return typed.compact(), std::to_string(typed.rowLength()) + typed.toJson(); }},
+      {"moved", [](auto typed) { return std::to_string(typed.compactVariableData(Row::baseRowLength_)); }}, // in place
    };
-   NexthopInfoRow hop(1, 2, true, 3, 4, 5, {2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 0, 2}, false, -1, 10);
-   EcmpMemberListRow group(1, 2, true, 3, 4, {1, 2, 3}, {});
-   expectListed("nexthop", hop, 7);
-   expectListed("group", group, 8);
-   expectListed("group-shorter", group.memberIs({5, 6}), 8);
-   expectListed("group-moved", group.watchIs({9}).memberIs({1, 2, 3, 4}), 8);
-   expectListed("group-emptied", group.memberIs({}), 8);
+   std::string all = Zorva::describeRow<Row>(row);
+   for (const auto& fact : facts) {
+      std::string value;
+      const std::string end = failureOf([&] { value = fact.second(row); });
+      all += fact.first + ": " + (end == "none" ? value : end) + '\n';
+   }
+   return all;
+}
+
+TEST(Documents, RowsSayWhatIsWrittenOfThem)
+{
+   const std::map<std::string, std::function<std::string(const BaseRow&)>> tell = {
+      {"listing nexthop", Zorva::describeRow<NexthopInfoRow>},
+      {"listing group", Zorva::describeRow<EcmpMemberListRow>},
+      {"nexthop", told<NexthopInfoRow>},
+      {"group", told<EcmpMemberListRow>},
+      {"port", told<TestRow>},
+   };
+   for (const std::string page : {"/docs/row-format.md", "/tests/rows/told.txt"}) {
+      std::string name, bytes, text;
+      for (const std::string& line : linesOf(PROJECT_SOURCE_DIR + page)) {
+         if (!line.starts_with("```")) {
+            bytes += line.starts_with('+') ? line.substr(8, 24) : "";
+            text += line + '\n';
+            continue;
+         }
+         if (!name.empty()) {
+            EXPECT_EQ(tell.at(name.substr(0, name.find('-')))(rowOf(bytes)), text) << name;
+         }
+         name = line.substr(3), bytes.clear(), text.clear();
+      }
+   }
 }

@@ -1,5 +1,5 @@
 // Row type ids that do not depend on which test runs first: next hop rows 1, ECMP rows 2, test rows 3. A name gets its
-// id once it has a generator; the routing types may bring theirs later, and nobody asks for TestRow's.
+// id once it has a generator; the types may bring theirs later.
 #include "embedded/registry.h"
 #include "tests/support/rows.h"
 

@@ -12,7 +12,7 @@ std::vector<std::size_t> fields(std::span<const Zorva::Column> columns, const By
       if (!column.isVariable())
          continue;
       all.insert(all.end(), {slot, slot + 2});
-      if (row[slot + 2] != 0 && column.nested == nullptr)
+      if (row[slot + 2] != 0 && !column.nested.isGiven())
          all.push_back(data);
       else if (row[slot + 2] != 0)
          std::ranges::copy(fields(column.nested->columns, row, data), std::back_inserter(all));

@@ -14,11 +14,11 @@ TEST(NestedRows, AViewSharesTheParentUntilItIsWritten)
    Exposed<NexthopInfoRow> view, cleared;
    EXPECT_EQ(countsOf([&] { parent.readOnlyIs(true).getColumnStruct<NexthopInfoRow>(hopSlot, view); }),
              (Counts{0, 0, 1, 1, 0, 1}));
-   EXPECT_TRUE(parent.rowBuf_.use_count() == 2 && view.rowOffset_ == 53 && view.subRow_ && view.portId() == 7);
+   EXPECT_EQ(tuple(parent.rowBuf_.use_count(), view.rowOffset_, view.subRow_, view.portId()), tuple(2, 53, true, 7u));
    cleared = view;
    cleared.readOnlyIs(false).clearRow(); // keeps its position, in a buffer as long as its parent's
-   EXPECT_TRUE(cleared.rowOffset_ == 53 && cleared.subRow_ && cleared.rowBuf_->length() == 148);
-   EXPECT_TRUE(isBytes(cleared, "34 00 01 00 | 00*48") && isBytes(parent, parentBytes));
+   EXPECT_EQ(tuple(cleared.rowOffset_, cleared.subRow_, cleared.rowBuf_->length()), tuple(53, true, 148));
+   EXPECT_EQ(tuple(snapshot(cleared), snapshot(parent)), tuple(bytesOf("34 00 01 00 | 00*48"), bytesOf(parentBytes)));
 }
 
 template <class R>
@@ -28,12 +28,13 @@ void expectPresence(len_t slot, const std::string& equalRowsLess)
    EXPECT_EQ(present.columnHash<R>(slot), Zorva::nestedRow<R>(present, slot).rowHash());
    expectFailure(equalRowsLess, {[&] { (void)present.columnLess<R>(slot, present, slot); }});
    EXPECT_TRUE(present.columnEqual<R>(slot, TestRow(rowOf(parentBytes)), slot));
-   for (const TestRow* none : {&absent, &null}) {
-      EXPECT_FALSE(none->columnEqual<R>(slot, absent, slot) || none->columnLess<R>(slot, absent, slot));
-      EXPECT_TRUE(none->columnLess<R>(slot, present, slot) && !none->columnEqual<R>(slot, present, slot));
-      EXPECT_FALSE(present.columnLess<R>(slot, *none, slot) || present.columnEqual<R>(slot, *none, slot));
-      expectFailure(nullRow, {[&] { none->columnHash<R>(slot); }});
-   }
+   const std::pair<const TestRow*, const TestRow*> pairs[] = {{&null, &absent},    {&absent, &absent},
+                                                              {&present, &absent}, {&present, &null},
+                                                              {&null, &present},   {&absent, &present}};
+   for (const auto& [a, b] : pairs) // an absent one comes first and equals none
+      EXPECT_EQ(tuple(a->template columnEqual<R>(slot, *b, slot), a->template columnLess<R>(slot, *b, slot)),
+                tuple(false, b == &present));
+   expectFailure(nullRow, {[&] { null.columnHash<R>(slot); }, [&] { absent.columnHash<R>(slot); }});
    EXPECT_EQ(countsOf([&] { present.columnHash<R>(slot); }), (Counts{1, 0, 2, 1, 0, 1}));
    EXPECT_EQ(countsOf([&] { (void)absent.columnEqual<R>(slot, absent, slot); }), (Counts{4, 0, 1, 0, 0, 2}));
    EXPECT_EQ(countsOf([&] { (void)present.columnEqual<R>(slot, present, slot); }), (Counts{2, 0, 3, 2, 0, 2}));
@@ -55,19 +56,46 @@ TEST(NestedRows, WrongTypesAndPlacesAreRefused)
    EXPECT_EQ(countsOf([&] { expectFailure(text, {[&] { lies.getColumnStruct<NexthopInfoRow>(4, out); }}); }), Counts());
    EXPECT_EQ(out.rowType(), 2); // the view of the first, untouched by the second
    EXPECT_FALSE(parent.columnEqual<NexthopInfoRow>(hopSlot, parent, groupSlot)); // the other's type is not tested
+   for (const auto compare : {&BaseRow::columnEqual<NexthopInfoRow>, &BaseRow::columnLess<NexthopInfoRow>})
+      EXPECT_EQ(countsOf([&] { failureOf([&] { (void)(parent.*compare)(groupSlot, parent, hopSlot); }); }),
+                (Counts{2, 0, 2, 1, 0, 1})); // both objects are made before the first column is refused
 }
 
-TEST(NestedRows, ARowTypeWithEveryKindOfColumn)
+// A row type that nests itself.
+extern const Zorva::NestedType linkType;
+constexpr auto linkColumns = Zorva::layOut({{"next", Type::row, {}, &linkType}, {"id", Type::u16}});
+struct Link : BaseRow
 {
-   TestRow row(rowOf(parentBytes)), other(row);
-   EXPECT_TRUE(row.rowEqual(other) && row.rowHash() == other.rowHash());
-   other.flagIs(true), other.macIs({2, 0, 0, 0, 0, 1}), other.portIs(80), other.deltaIs(-5), other.idIs(9);
-   other.stampIs(1), other.firstIs({1, 2});
-   const std::string start = "flag = true, mac = \"02:00:00:00:00:01\", port = 80, delta = -5, id = 9, stamp = 1, "
-                             "first = [1,2], second = [], third = [], fourth = [], hop = {" +
-                             row.hop().toString();
-   EXPECT_EQ(other.toString(), start + "}, group = {genId = 0, entryHandle = 0, valid = false, entryId = 0, id = 0, "
-                                       "member = [7], watch = []}");
-   EXPECT_EQ(TestRow().toJson().substr(119), "\"fourth\":[], \"hop\":null, \"group\":null}");
-   EXPECT_TRUE(!row.rowEqual(other) && row.rowHash() != other.rowHash() && row.rowLess(other));
+   static constexpr const auto& columns_ = linkColumns;
+   static len_t protRowType() { return 4; }
+   using BaseRow::BaseRow;
+   Link(const BaseRow& row) : BaseRow(row) {}
+   std::string toString() const override { return Zorva::Internal::rowText<columns_>(*this); }
+   std::string toJson() const override { return Zorva::Internal::rowJson<columns_>(*this); }
+   bool rowEqual(const BaseRow& other) const override { return Zorva::Internal::contentEqual<columns_>(*this, other); }
+   bool rowLess(const BaseRow& other) const override { return Zorva::Internal::contentLess<columns_>(*this, other); }
+   std::uint64_t rowHash() const override { return Zorva::Internal::contentHash<columns_>(*this); }
+};
+constinit const Zorva::NestedType linkType = Zorva::nestedType<Link>;
+
+TEST(NestedRows, OperationsGo16Deep)
+{
+   const std::string tooDeep = "Zorva::ZoOutOfRange: rows nested deeper than 16";
+   const Link loop(rowOf("0a 00 04 00 | 00 00 0a 00 | 07 00")); // within itself
+   expectFailure(tooDeep, {[&] { loop.toString(); }, [&] { loop.toJson(); }, [&] { loop.rowHash(); },
+                           [&] { loop.rowEqual(loop); }, [&] { loop.rowLess(loop); }});
+   Bytes bytes;
+   std::string text = "{len: 0, NULL}", json = "null";
+   for (unsigned char id = 0; id <= 17; ++id) { // each row in front of the one in it
+      const auto length = static_cast<unsigned char>(bytes.size());
+      const Bytes outer{static_cast<unsigned char>(length + 10), 0, 4, 0, 10, 0, length, 0, id, 0};
+      bytes.insert(bytes.begin(), outer.begin(), outer.end());
+      const std::string last = std::to_string(id);
+      text = "{next = " + text + ", id = " + last + '}', json = "{\"next\":" + json + ", \"id\":" + last + '}';
+      const Link row(BaseRow::copyOf(bytes));
+      EXPECT_EQ(failureOf([&] { EXPECT_EQ('{' + row.toString() + '}', text); }), id <= 16 ? "none" : tooDeep);
+      EXPECT_EQ(failureOf([&] { EXPECT_EQ(row.toJson(), json); }), id <= 16 ? "none" : tooDeep);
+      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowEqual(row)); }), id <= 16 ? "none" : tooDeep); // none within the last
+      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowLess(row)); }), id <= 16 ? "none" : tooDeep);
+   }
 }

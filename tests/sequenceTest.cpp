@@ -15,15 +15,16 @@ void expectRuns(const Bytes& bytes)
 // Appends every choice of `left` operations on the first three rows.
 void expectEveryOneRuns(const Bytes& sequence, unsigned left)
 {
-   constexpr unsigned usesFlag = 1 << 2 | 1 << 3 | 1 << 4 | 1 << 5 | 1 << 7 | 1 << 14;
+   using enum Operation;
+   constexpr Operation usingFlag[] = {assign, moveAssign, write, writeArray, copy, readOnly};
    if (left == 0)
       return expectRuns(sequence);
    for (unsigned char operation = 0; operation < Sequence::operations; ++operation)
-      for (unsigned char rows = 0; rows < (usesFlag >> operation & 1 ? 32 : 16); ++rows) {
+      for (unsigned char rows = 0; rows < (std::ranges::count(usingFlag, Operation(operation)) ? 32 : 16); ++rows) {
          if (rows % 4 == 3 || rows / 4 % 4 == 3)
             continue;
-         // For a write, the column and its value: every fixed one, or an array, some of which are too long.
-         const auto column = static_cast<unsigned char>(operation == 5 ? 5 : rows / 8);
+         // For a write, the column and its value: some fixed ones, or an array, some of which are too long.
+         const auto column = static_cast<unsigned char>(Operation(operation) == writeArray ? 0 : rows / 8);
          Bytes next(sequence);
          next.insert(next.end(), {operation, rows, column, static_cast<unsigned char>(rows < 24 ? rows : 255)});
          expectEveryOneRuns(next, left - 1);

@@ -19,9 +19,7 @@ shift
 for library; do
    name=${library##*/}
    name=${name%%.so*}
-   # The standard library's templates come and go with the optimiser, and are its own.
-   nm --dynamic --defined-only --format=posix "$library" | cut -d ' ' -f 1 | grep -vE '^_ZT?[VIST]?N?K?St|^_ZZNK?St' |
-      LC_ALL=C sort >"$new/$name.symbols"
+   nm --dynamic --defined-only --format=posix "$library" | cut -d ' ' -f 1 | LC_ALL=C sort >"$new/$name.symbols"
    abidw "${options[@]}" "$library" | sed "s| path='$root/| path='|" >"$new/$name.abi"
    if [[ $mode == update ]]; then
       cp "$new/$name".{symbols,abi} "$here"

@@ -12,6 +12,7 @@ struct PlatformDouble
    std::vector<BaseRow> answers; ///< what zoClass returns, one call after the other; the last one stays
    std::size_t asked = 0;        ///< calls of zoClass
    Calls calls;                  ///< all calls of the registry, hashed bytes and debug assertions, in order
+   std::function<void(std::ostream&)> habit; ///< what the operators do to the stream behind their text
 };
 static PlatformDouble& platform()
 {
@@ -31,8 +32,17 @@ BaseRow ZorvaDB::zoClass(const std::string& typeName)
 void ZorvaDB::loadMetadata(const std::string& typeName) { called("loadMetadata " + typeName); }
 void installRowOpsGenerator(std::string typeName, RowOpsGenerator*) { called("install " + typeName); }
 
-std::ostream& operator<<(std::ostream& os, const EthAddr& address) { return os << "mac " << +address.bytes()[5]; }
-std::ostream& operator<<(std::ostream& os, const FMT<bool>& value) { return os << (value.value ? "yes" : "no"); }
+static std::ostream& written(std::ostream& os)
+{
+   if (const auto habit = std::exchange(platform().habit, {})) // an operator it calls in turn has none
+      habit(os), platform().habit = habit;
+   return os;
+}
+std::ostream& operator<<(std::ostream& os, const EthAddr& address)
+{
+   return written(os << "mac " << +address.bytes()[5]);
+}
+std::ostream& operator<<(std::ostream& os, const FMT<bool>& value) { return written(os << (value.value ? "yes" : "no")); }
 
 } // namespace Zorva
 
@@ -66,11 +76,12 @@ static BaseRow seven() { return rowOf("08 00 00 00 | 07 00 cd ab"); } // the id 
 static Calls script(std::vector<BaseRow> answers)
 {
    NexthopInfoRow::reset();
-   return std::exchange(platform(), {std::move(answers), 0, {}}).calls;
+   return std::exchange(platform(), {std::move(answers), 0, {}, {}}).calls;
 }
 
 TEST(Platform, LoadingRegistersBothTypesInOrderAndAsksForNothing)
 {
+   std::erase(platform().calls, "install Test::TestRow"); // by the tests' own load step
    const Calls installs{"install P4RuntimeRouting::NexthopInfoRow", "install P4RuntimeRouting::EcmpMemberListRow"};
    EXPECT_EQ(script({seven()}), installs); // the first test of the process: nothing was called before
 }
@@ -90,7 +101,7 @@ TEST(Platform, TypeIdsAreFetchedOnceWithOneRetry)
       len_t actual = 0;
       std::string end;
       const Counts counts = countsOf([&] { end = failureOf([&] { actual = NexthopInfoRow().rowType(); }); });
-      EXPECT_TRUE(actual == id && end == failure && counts[1] == 1 && counts[4] == assignments);
+      EXPECT_EQ(tuple(actual, end, counts[1], counts[4]), tuple(id, failure, 1, assignments));
       EXPECT_EQ(std::exchange(platform().calls, {}), first);
       EXPECT_EQ(failureOf(NexthopInfoRow::protRowType), failure);
       EXPECT_EQ(platform().calls, second);
@@ -102,7 +113,7 @@ TEST(Platform, AnUnknownTypeMakesNoRows)
    script({seven()});
    NexthopInfoRow row(1, 2, true, 3, 4, 5, {}, {}, true, 6, 7);
    script({unknown});
-   EXPECT_TRUE(NexthopInfoRow(unknown).isNull() && platform().calls.empty());
+   EXPECT_EQ(tuple(NexthopInfoRow(unknown).isNull(), platform().calls), tuple(true, Calls()));
    expectFailure(nullRow, {[] { NexthopInfoRow(); }, [] { NexthopInfoRow(1, 2, true, 3, 4, 5, {}, {}, true, 6, 7); },
                            [] { NexthopInfoRow::key(1); }, [&] { NexthopInfoRow(static_cast<const BaseRow&>(row)); },
                            [&] { row.clearRow(); }});
@@ -137,6 +148,141 @@ TEST(Platform, AssertionsThatReturnLeaveRowsAsTheyWere)
          [] { EXPECT_EQ(EcmpMemberListRow(0, 0, false, 0, 0, {5}, upTo(8192)).member().front(), 5u); }};
       for (const auto& call : calls)
          EXPECT_EQ(failureOf(call) == "none", !throws);
-      EXPECT_TRUE(snapshot(row) == before && platform().calls == expected);
+      EXPECT_EQ(tuple(snapshot(row), platform().calls), tuple(before, expected));
    }
+}
+
+static const int word = std::ios_base::xalloc();
+
+// All that an operator can see of a stream, its buffer excepted.
+static std::string facts(std::ostream& os)
+{
+   std::ostringstream text;
+   text << '<' << os.rdstate() << ' ' << os.flags() << ' ' << os.width() << ' ' << os.precision() << ' ' << os.fill()
+        << ' ' << os.exceptions() << ' ' << (os.tie() != nullptr) << ' ' << os.getloc().name() << ' ' << os.iword(word)
+        << ' ' << os.iword(word + 50) << '>';
+   return text.str();
+}
+
+// Takes `limit` characters, `room` of them at hand each time, and then refuses or throws.
+struct Target : std::streambuf
+{
+   Target(std::size_t all, std::size_t step, bool throwing) : limit(all), room(step), throws(throwing) {}
+   std::string text() const { return taken + std::string(pbase(), pptr()); }
+   int sync() override { return ++flushes, 0; }
+   pos_type seekoff(off_type, std::ios_base::seekdir, std::ios_base::openmode) override { return std::ssize(text()); }
+   int_type overflow(int_type c) override
+   {
+      taken = text();
+      const std::size_t left = limit - taken.size();
+      setp(place, place + std::min(left, room));
+      if (left == 0 && throws)
+         throw std::runtime_error("full");
+      if (left > 0 && room == 0)
+         return taken += static_cast<char>(c), c;
+      return left == 0 ? traits_type::eof() : sputc(static_cast<char>(c));
+   }
+
+   std::size_t limit, room;
+   bool throws;
+   int flushes = 0;
+   std::string taken;
+   char place[999];
+};
+
+// A row, one insertion after the other.
+static void insertSteps(std::ostream& os, const NexthopInfoRow& row, bool json)
+{
+   const auto column = [&](const std::string& name, const auto& value, const char* quote = "") {
+      if (name != "genId" || json)
+         os << (name != "genId" ? ", " : "{");
+      os << (json ? '"' + name + "\":" : name + " = ") + quote << value;
+      if (*quote != 0)
+         os << quote;
+   };
+   using Flag = Zorva::FMT<bool>;
+   column("genId", row.genId()), column("entryHandle", row.entryHandle()), column("valid", Flag{row.valid()});
+   column("entryId", row.entryId()), column("id", row.id()), column("portId", row.portId());
+   column("dmac", row.dmac(), "\""), column("smac", row.smac(), "\""), column("drop", Flag{row.drop()});
+   column("encapType", row.encapType()), column("encapId", row.encapId());
+   if (json)
+      os << '}';
+}
+
+TEST(Platform, RowsAreInsertedPieceByPieceIntoStreamsOfEveryState)
+{
+   script({seven()});
+   struct Grouping : std::numpunct<char>
+   {
+      std::string do_grouping() const override { return "\3"; }
+   };
+   using std::ios_base;
+   using Change = std::function<void(std::ostream&)>;
+   const NexthopInfoRow row(1234567, 89, true, 4567, 1, 0x80000000, {}, {1, 2, 3, 4, 5, 6}, false, 5678, 65535);
+   const std::locale grouping(std::locale::classic(), new Grouping);
+   Target tied(0, 0, false);
+   std::stringbuf aside;
+   std::ostream tie(&tied);
+   const Change looks = [](std::ostream& os) { os << os.tellp() << facts(os) << os.tellp(); };
+   const Change changes[] = {
+      {},
+      looks,
+      [](std::ostream& os) { os << os.iword(word)++ << os.iword(word + 50)++; },
+      [](std::ostream& os) { os.setstate(ios_base::failbit); },
+      [](std::ostream& os) { os.setstate(ios_base::badbit); },
+      [](std::ostream& os) { os.fail() ? os.clear() : os.setstate(ios_base::eofbit); },
+      [](std::ostream& os) { os << std::hex << std::showbase << std::setprecision(2); },
+      [](std::ostream& os) { os << std::showpos << std::setfill('*'); },
+      [](std::ostream& os) { os << std::setw(9); },
+      [](std::ostream& os) { os << std::left << std::setw(30); },
+      [](std::ostream& os) { os << std::unitbuf; },
+      [&](std::ostream& os) { os.imbue(grouping); },
+      [&](std::ostream& os) { static_cast<ios_base&>(os).imbue(grouping); },
+      [&](std::ostream& os) { os.tie(&tie); },
+      [](std::ostream& os) { os.exceptions(ios_base::failbit); },
+      [](std::ostream& os) { os.exceptions(ios_base::badbit | ios_base::failbit); },
+      [](std::ostream& os) { os.exceptions(ios_base::badbit), os.setstate(ios_base::badbit); },
+      [](std::ostream&) { throw std::runtime_error("no"); },
+      [&](std::ostream& os) { os.rdbuf(&aside); },
+      [&](std::ostream& os) { os << row << row.toString(); },
+   };
+   // The text, all that is left of the stream, and how the call ended.
+   const auto outcome = [&](const Change& habit, const Change& state, auto insert, auto... bounds) {
+      Target target(bounds...);
+      std::ostream os(&target);
+      platform().habit = {}, tied.flushes = 0, aside.str({});
+      std::string end = failureOf([&] {
+         if (state)
+            state(os);
+         platform().habit = habit;
+         insert(os);
+      });
+      os.exceptions(ios_base::goodbit);
+      return target.text() + facts(os) + std::to_string(target.flushes) + ' ' + std::to_string(tied.flushes) + end +
+             aside.str();
+   };
+   const auto steps = [&](std::ostream& os) { insertSteps(os, row, false); };
+   const auto inserted = [&](std::ostream& os) { os << row; };
+   for (const Change& habit : changes)
+      for (const Change& state : changes)
+         for (const std::size_t room : {0u, 40u, 999u})
+            for (const std::size_t limit : {999u, 0u, 8u, 9u, 50u, 60u, 65u, 100u, 120u, 132u, 140u, 147u, 160u, 163u})
+               ASSERT_EQ(outcome(habit, state, inserted, limit, room, limit % 2 == 0),
+                         outcome(habit, state, steps, limit, room, limit % 2 == 0))
+                  << "habit " << &habit - changes << ", state " << &state - changes << ", " << limit << '/' << room;
+   // The texts: as from a fresh string stream, whatever the operators did to the stream of the one before.
+   const auto streamed = [&](bool json) {
+      std::stringstream os;
+      return insertSteps(os, row, json), os.str();
+   };
+   for (const Change& habit : changes)
+      for (const Change& next : {habit, looks})
+         for (const bool json : {false, true}) {
+            std::string text, expected;
+            platform().habit = next;
+            const std::string end = failureOf([&] { expected = streamed(json); });
+            platform().habit = next;
+            EXPECT_EQ(failureOf([&] { text = json ? row.toJson() : row.toString(); }), end);
+            EXPECT_EQ(text, expected) << "habit " << &habit - changes;
+         }
 }

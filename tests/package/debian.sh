@@ -38,18 +38,18 @@ runtime=$(echo libp4runtimeroutingecmptypes[0-9]_*.deb)
 runtime=${runtime%%_*}
 check "$runtime" 'libc6 libstdc++6' 'lib/*/libP4RuntimeRoutingEcmpTypes.so.* lib/*/libzorva_embedded.so.*
    share/gdb/auto-load/usr/lib/*/libP4RuntimeRoutingEcmpTypes.so.*-gdb.py'
-check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpTypes/*.h
+check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpTypes/*.h include/P4RuntimeRoutingEcmpTypes/rowtype/*.inc
    lib/*/libP4RuntimeRoutingEcmpTypes.so lib/*/libzorva_embedded.so lib/*/pkgconfig/P4RuntimeRoutingEcmpTypes.pc
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/P4RuntimeRoutingEcmpTypes/*.md
    share/doc/P4RuntimeRoutingEcmpTypes/docs/*.svg'
-check nexthop-rows "$runtime libc6" bin/nexthop-rows
+check nexthop-rows "$runtime libc6 libmnl0" bin/nexthop-rows
 check libzorva-exchange0 "$runtime libhiredis0.14" 'lib/*/libzorva_exchange.so.*'
 check libzorva-exchange-dev libzorva-exchange0 'include/P4RuntimeRoutingEcmpTypes/exchange/*.h lib/*/libzorva_exchange.so
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*Exchange*.cmake'
 check "$runtime-dbgsym" "$runtime" 'lib/debug/.build-id/*/*.debug'
 [[ $(dpkg-deb --info "$runtime"_*deb shlibs | wc -l) == 2 ]] || fail "$runtime has no shlibs file for its two libraries"
 cd "$source"
-for header in {platform,platform/*,rowstore,rowtype,routing_types,embedded}/*.h; do
+for header in {platform,platform/*,rowstore,rowtype,routing_types,embedded}/*.h rowtype/*.inc; do
    [[ -e $root/usr/include/P4RuntimeRoutingEcmpTypes/$header ]] || fail "not packaged: $header"
 done
 
@@ -61,6 +61,6 @@ read -ra flags < <(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --li
 g++ -std=c++20 -g examples/quickstart.cpp "${flags[@]}" -o "$root/quickstart"
 printed=$(gdb -nx -batch -ex "set debug-file-directory $root/usr/lib/debug" -ex "set env LD_LIBRARY_PATH $libraries" \
    -ex "source $(echo "$root"/usr/share/gdb/auto-load/usr/lib/*/*-gdb.py)" \
-   -ex 'break Zorva::Embedded::Table::Table' -ex run -ex up -ex 'print group' "$root/quickstart" 2>&1)
+   -ex 'break Zorva::Embedded::Table::Table' -ex run -ex 'frame function main' -ex 'print group' "$root/quickstart" 2>&1)
 [[ $printed == *'id = 100, member = {7, 7, 8}'* ]] || fail "gdb shows" "$printed"
 echo "The packages are as they should be."

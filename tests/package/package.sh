@@ -86,6 +86,6 @@ done < <(blocks sh "$source/README.md")
 
 # The page shows lines of the example that it speaks of.
 while read -r line; do
-   grep -qF -- "$line" "$source/examples/portRow.h" ||
-      fail "docs/adding-a-row-type.md: not in examples/portRow.h: $line"
+   grep -qxF -- "$line" <(sed 's/^ *//' "$source/examples/portRow.h" "$source/examples/portRow.cpp") ||
+      fail "docs/adding-a-row-type.md: not in examples/portRow.h or .cpp: $line"
 done < <(blocks cpp "$source/docs/adding-a-row-type.md")

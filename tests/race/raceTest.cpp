@@ -18,7 +18,7 @@ struct SharedRow : NexthopInfoRow
 {
    void idIs(std::uint32_t id)
    {
-      Zorva::store(const_cast<unsigned char*>(bytes().data()) + columns_.keyColumn().offset, id);
+      Zorva::Internal::store(const_cast<unsigned char*>(bytes().data()) + columns_.keyColumn().offset, id);
    }
 };
 #else
@@ -55,6 +55,16 @@ static void inThreads(const Work& work)
       threads.emplace_back([&start, mine = work, n]() mutable { start.arrive_and_wait(), mine(n); });
 }
 
+TEST(Race, OwnersAreCountedByAllThreads)
+{
+   const auto buffer = Zorva::RowBufHandle::zeroed(8);
+   inThreads([&buffer](unsigned) {
+      for (int i = 0; i < 100'000; ++i)
+         Zorva::RowBufHandle copy(buffer);
+   });
+   EXPECT_EQ(buffer.use_count(), 1);
+}
+
 TEST(Race, FirstLookUps)
 {
    NexthopInfoRow::reset();
@@ -64,7 +74,7 @@ TEST(Race, FirstLookUps)
       for (unsigned i = 0; i < 20; ++i) {
          const std::string name = "Race" + std::to_string(100 * n + i);
          Zorva::installRowOpsGenerator(name, nullptr);
-         EXPECT_TRUE(Zorva::ZorvaDB::zoClass(name).isNull() && !Zorva::Embedded::registrations().empty());
+         EXPECT_EQ(Zorva::ZorvaDB::zoClass(name).isNull(), !Zorva::Embedded::registrations().empty());
          Zorva::ZorvaDB::loadMetadata(name);
          EXPECT_FALSE(Zorva::ZorvaDB::zoClass(name).isNull());
       }
@@ -80,11 +90,11 @@ TEST(Race, SharedBuffersAndReadersOfATable)
       for (unsigned i = 0; i < 1000; ++i) {
          EcmpMemberListRow copy(row);
          const Zorva::SubRow view(row, 0);
-         EXPECT_TRUE(copy.rowHash() == row.rowHash() && view.rowType() == copy.rowType() && row.clone() == copy);
+         EXPECT_EQ(std::tuple(copy.rowHash(), view.rowType()), std::tuple(row.clone().rowHash(), row.rowType()));
          copy.memberIs({n, i});
          if (i % 3 == 0)
             row = copy;
-         EXPECT_TRUE(copy.member()[0] == n && table.contains(NexthopInfoRow::key(i % 100)));
+         EXPECT_EQ(std::tuple(copy.member()[0], table.contains(NexthopInfoRow::key(i % 100))), std::tuple(n, true));
       }
       for (NexthopInfoRow filed : table)
          EXPECT_EQ(filed.portId() + filed.portIdIs(7).portId(), 7u); // a private copy, the filed row stays

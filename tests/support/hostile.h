@@ -14,13 +14,26 @@ namespace Test {
 inline std::string_view heldBytes(const Exposed<BaseRow>& row)
 {
    const std::size_t room = std::max<std::size_t>(row.rowBuf_->length(), row.rowOffset_) - row.rowOffset_;
-   const std::size_t length = room < sizeof(len_t) ? 0 : Zorva::load<len_t>(row.header());
+   const std::size_t length = room < sizeof(len_t) ? 0 : Zorva::Internal::load<len_t>(row.header());
    return {reinterpret_cast<const char*>(row.header()), std::min(length, room)};
 }
 
 /// Of a row's changes and nested views, every so manieth gets its turn; all do in the course of many rows.
 inline unsigned turns = 1, turn = 0;
 inline bool isDue() { return ++turn % turns == 0; }
+
+/// The row type's own readers of its fixed columns, which lead its table.
+template <class R>
+inline constexpr auto readers = tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
+template <>
+inline constexpr auto readers<TestRow> = tuple(&TestRow::flag, &TestRow::mac, &TestRow::port, &TestRow::delta, &TestRow::id,
+                                        &TestRow::stamp);
+template <>
+inline constexpr auto readers<NexthopInfoRow> = tuple(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle,
+                                               &NexthopInfoRow::valid, &NexthopInfoRow::entryId, &NexthopInfoRow::id,
+                                               &NexthopInfoRow::portId, &NexthopInfoRow::dmac, &NexthopInfoRow::smac,
+                                               &NexthopInfoRow::drop, &NexthopInfoRow::encapType,
+                                               &NexthopInfoRow::encapId);
 
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
@@ -63,12 +76,12 @@ void useRow(const Exposed<Row>& row, bool sound)
    };
    const auto compare = [&](const Row& a, const Row& b) {
       attempt([&] { return a.rowEqual(b) + 2u * a.BaseRow::rowEqual(b); });
-      attempt([&] { return a.rowLess(b) + 2u * Zorva::keyEqual<Row::columns_>(a, b); });
+      attempt([&] { return a.rowLess(b) + 2u * Zorva::Internal::keyEqual<Row::columns_>(a, b); });
    };
    const auto useColumn = [&](auto index) {
       constexpr Zorva::Column column = Row::columns_.columns[index];
       constexpr len_t at = column.offset;
-      using Value = Zorva::ValueOf<column.type>;
+      using Value = Zorva::Internal::ValueOf<column.type>;
       if constexpr (column.type == Type::arrayOfU32) {
          attempt([&] { return std::ranges::count(row.template arrayColumn<unsigned>(at), 7u) >= 0; });
          change([](auto& changed) { changed.template setColumn<unsigned>(at, upTo(9), Row::baseRowLength_); });
@@ -76,20 +89,28 @@ void useRow(const Exposed<Row>& row, bool sound)
             changed.template setColumn<unsigned>(at, upTo(changed.rowLength() % 2), Row::baseRowLength_);
          });
       } else if constexpr (column.type == Type::row) {
-         constexpr bool isHop = column.nested == &Zorva::nestedType<NexthopInfoRow>;
+         constexpr bool isHop = &*column.nested == &Zorva::nestedType<NexthopInfoRow>;
          using Nested = std::conditional_t<isHop, NexthopInfoRow, EcmpMemberListRow>;
          Exposed<Nested> view{BaseRow()};
          attempt([&] { return row.template getColumnStruct<Nested>(at, view), view.isNull(); });
          if (!view.isNull() && isDue())
             useRow(view, sound);
       } else {
+         // The type's own reader gives the column's bytes, and refuses those outside the buffer, no others.
+         const std::size_t begin = std::size_t{row.rowOffset_} + at, length = row.rowBuf_->length();
+         const bool isInside = begin + column.width() <= length;
+         const Value stored = isInside ? Zorva::Internal::load<Value>(row.header() + at) : Value();
+         Value value{};
+         const std::string end = failureOf([&] { value = (row.*std::get<index>(readers<Row>))(); });
+         if (value != stored || !end.starts_with(isInside ? "none" : "Zorva::ZoOutOfRange: row bytes at offset "))
+            throw std::logic_error(std::string(column.name) + " read with " + end);
          change([](auto& changed) { changed.template setColumn<Value>(at, Value(), Row::baseRowLength_); });
       }
    };
    attempt([&] { return row.toString().size() + row.BaseRow::toString().size(); });
    attempt([&] { return row.toJson().size(); });
    attempt([&] { return Zorva::describeRow<Row>(row).size(); });
-   attempt([&] { return row.rowHash() + Zorva::keyHash<Row::columns_>(row); });
+   attempt([&] { return row.rowHash() + Zorva::Internal::keyHash<Row::columns_>(row); });
    attempt([&] { return Row(row.clone()).rowEqual(row); });
    attempt([&] { return Zorva::verifyRow<Row>(row.bytes()).offset; });
    attempt([&] {
@@ -99,7 +120,7 @@ void useRow(const Exposed<Row>& row, bool sound)
    compare(row, Row()), compare(Row(), row), compare(row, row);
    change([](auto& changed) { changed.clearRow(); });
    change([](auto& changed) { changed.BaseRow::clearRow(); });
-   Zorva::withColumns<Row::columns_>([&](auto... indices) { (useColumn(indices), ...); });
+   Zorva::Internal::withColumns<Row::columns_>([&](auto... indices) { (useColumn(indices), ...); });
    if (heldBytes(row) != before)
       throw std::logic_error("a change of a copy changed the row");
 }
@@ -109,7 +130,7 @@ template <class Row>
 void useBytes(const Bytes& bytes, len_t position = 0)
 {
    if (Zorva::verifyRow<Row>(bytes).ok())
-      return useRow<Row>(Zorva::adoptRow<Row>(bytes), true);
+      return useRow<Row>(Zorva::Internal::adoptRow<Row>(bytes), true);
    Exposed<Row> forced{BaseRow()};
    forced.rowBuf_ = Zorva::RowBufHandle::copyOf(bytes.data(), static_cast<len_t>(bytes.size()));
    forced.rowOffset_ = position;

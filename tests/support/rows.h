@@ -10,15 +10,16 @@
 #include <fstream>
 #include <numeric>
 
-#include "examples/portRow.h"
+#include "rowtype/identity.h"
+#include "rowtype/rendering.h"
+#include "rowtype/typeId.h"
 #include "tests/support/heap.h"
+#include "tests/support/testRow.h"
 
 namespace Test {
 
-using TestRow = Examples::PortRow; // with every kind of column
-using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
-using Zorva::BaseRow, Zorva::EthAddr, Zorva::len_t, Zorva::Type;
 using Bytes = std::vector<unsigned char>;
+using std::tuple; // facts that are compared, and printed, together
 
 /// Whether the long share of the tests was asked for.
 inline const bool isFull = std::getenv("ZORVA_TEST_FULL") != nullptr;

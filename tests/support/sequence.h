@@ -8,16 +8,23 @@
 
 namespace Test {
 
+/// What a step does to row a, mostly with row b.
+// clang-format off
+enum class Operation : unsigned char {
+   create, null, assign, moveAssign, write, writeArray, clear, copy, clone, fromBytes, key, view, share, compare,
+   readOnly, render, end };
+// clang-format on
+
 class Sequence
 {
 public:
-   static constexpr unsigned char operations = 16;
+   static constexpr auto operations = static_cast<unsigned char>(Operation::end);
 
    void run(std::span<const unsigned char> bytes)
    {
       // Of four bytes one is the operation, one its rows, and two choose values.
       for (; bytes.size() >= 4; bytes = bytes.subspan(4)) {
-         operation_ = bytes[0] % operations;
+         operation_ = Operation(bytes[0] % operations);
          const unsigned a = bytes[1] % 4, b = bytes[1] / 4 % 4;
          models_[a] = step(a, b, (bytes[1] & 16) != 0, bytes[2], bytes[3]);
          checkAll();
@@ -50,14 +57,14 @@ private:
    void require(bool holds, std::string_view what) const
    {
       if (!holds)
-         throw std::logic_error(std::string(what) + " after operation " + std::to_string(operation_));
+         throw std::logic_error(std::string(what) + " after operation " + std::to_string(static_cast<int>(operation_)));
    }
 
    // The call ends in `failure` and makes so many allocations, -1 for any. One that fails leaves all rows as they were,
    // but for row a's private copy, with which a write begins.
    void expect(std::size_t a, const std::string& failure, const long& allocations, const std::function<void()>& call)
    {
-      const bool isWrite = operation_ == 4 || operation_ == 5;
+      const bool isWrite = operation_ == Operation::write || operation_ == Operation::writeArray;
       const long made = eachAllocationFailing(failure, call, [&](long number, const std::string& end) {
          const std::string lengths = std::to_string(bufferOf(a) ? bufferOf(a)->length() : 0) +
                                      " requested new length: " + std::to_string(heap.failedSize);
@@ -110,7 +117,7 @@ private:
    {
       Model& model = models_[a];
       BaseRow& row = rows_[a];
-      const std::size_t number = x % columns_.size();
+      const std::size_t number = operation_ == Operation::write ? x % columns_.size() : idColumn + 1 + x % 2;
       const Column& column = columns_[number];
       const Value value = valueFor(column, y);
       const bool copies = needsCopy(model), isNull = model.buffer == 0, tooLong = column.isVariable() && y == 255;
@@ -141,7 +148,8 @@ private:
    {
       const auto nested = snapshot(rows_[b]);
       const auto length = static_cast<len_t>(nested.size());
-      Exposed<BaseRow> parent(static_cast<len_t>(8 + length));
+      Exposed<BaseRow> parent(static_cast<len_t>(12 + length));
+      parent.rowOffset_ = 4; // itself in a row
       parent.updateVCT(4, 8, length, false);
       std::ranges::copy(nested, parent.header() + 8);
       parent.readOnlyIs(models_[b].readOnly);
@@ -192,44 +200,44 @@ private:
       Model& model = models_[a];
       Model other = models_[b];
       switch (operation_) {
-      case 0: return create(a, x, y);
-      case 1: // null
-         row = BaseRow();
-         return {};
-      case 2:
-      case 3: return assign(a, b, operation_ == 3, flag);
-      case 4:
-      case 5: return write(a, x, y);
-      case 6: { // clear
+      case Operation::create: return create(a, x, y);
+      case Operation::null: row = BaseRow(); return {};
+      case Operation::assign:
+      case Operation::moveAssign: return assign(a, b, operation_ == Operation::moveAssign, flag);
+      case Operation::write:
+      case Operation::writeArray: return write(a, x, y);
+      case Operation::clear: {
          const bool refused = model.buffer != 0 && model.readOnly;
          expect(a, refused ? readOnlyRow : "none", refused ? -1 : 2 * needsCopy(model), [&] { row.clearRow(); });
          if (!refused)
             modelPrivateCopy(model, true), model.values = {};
          return model;
       }
-      case 7: // copy, through the generic row if the flag says so
+      case Operation::copy: // through the generic row if the flag says so
          expect(a, "none", 0, [&] { row = flag ? Row(BaseRow(rows_[b])) : Row(rows_[b]); });
          return other;
-      case 8:
-      case 9: // clone, or the way of bytes from outside
+      case Operation::clone:
+      case Operation::fromBytes:
          if (other.buffer == 0)
-            return operation_ == 9 ? model : (row = rows_[b].clone(), Model());
-         expect(a, "none", 2, [&] { row = operation_ == 8 ? rows_[b].clone() : Row::fromBytes(rows_[b].bytes()); });
+            return operation_ == Operation::clone ? (row = rows_[b].clone(), Model()) : model;
+         expect(a, "none", 2, [&, clones = operation_ == Operation::clone] {
+            row = clones ? rows_[b].clone() : Row::fromBytes(rows_[b].bytes());
+         });
          return {++lastBuffer_, false, false, other.values};
-      case 10: // key
+      case Operation::key:
          expect(a, "none", 4, [&] { row = Row::key(static_cast<unsigned>(x)); });
          other = {++lastBuffer_, false, false, {}};
          other.values[idColumn].bits = x;
          return other;
-      case 11: return other.buffer == 0 ? model : view(a, b);
-      case 12: // share
+      case Operation::view: return other.buffer == 0 ? model : view(a, b);
+      case Operation::share:
          if (a == b || model.buffer == 0 || other.buffer == 0 || model.view || other.view)
             return model;
          row.shareContents(rows_[b]);
          return {other.buffer, model.readOnly, false, other.values};
-      case 13: return compare(model, other, row, rows_[b]);
-      case 14: row.readOnlyIs(flag); return {model.buffer, flag, model.view, model.values};
-      default: // render: the two ways to one text
+      case Operation::compare: return compare(model, other, row, rows_[b]);
+      case Operation::readOnly: row.readOnlyIs(flag); return {model.buffer, flag, model.view, model.values};
+      default: // the two ways to one text
          std::ostringstream text;
          text << std::showbase; // no longer plain, and shows in no decimal number
          text << row;
@@ -263,7 +271,7 @@ private:
    std::array<Row, 4> rows_{BaseRow(), BaseRow(), BaseRow(), BaseRow()};
    std::array<Model, 4> models_;
    int lastBuffer_ = 0;
-   unsigned operation_ = 0;
+   Operation operation_{};
 };
 
 } // namespace Test

@@ -1,0 +1,286 @@
+// The hash index of Table: rows by their keys, through the operations of index 0 of their type. Not for users.
+//
+// Open addressing with linear probing in a power of two of entries, always some of them free. A row's home is given by
+// the upper bits of its hash, so growth reads the old entries and writes the new ones front to back and touches no row.
+// Erasing closes the gap it leaves: there are no tombstones, and between a row and its home no entry is free.
+//
+// The hash is the upper half of the key hash times an odd number of the index's own. Two key hashes that differ agree
+// in the n upper bits of that with a chance of at most 2 to the power of 1 - n, whatever they are: who does not know
+// the number cannot choose keys that meet. Nor do rows meet that come out of another index in the order of its entries.
+//
+// A byte beside each entry says whether it is free, and else seven bits of its hash. Probing reads these bytes, which
+// stay in the cache where the entries do not, eight at once and almost without a branch that depends on them: filing a
+// row waits for no entry, finding one for hardly any but its own.
+//
+// A walk goes once around, from one free entry, end(), back to it. So no run of occupied entries lies across its end,
+// and the rows that erasing moves, backwards from behind the gap, are those that a walk has still to come to.
+#pragma once
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/zorva/rowOps.h"
+#include "rowstore/baseRow.h"
+
+namespace Zorva::Internal {
+
+class HashIndex
+{
+public:
+   /// `ops` are those of index 0; `multiplier` is odd and unpredictable.
+   HashIndex(std::shared_ptr<RowOpsBase> ops, std::uint64_t multiplier) : ops_(std::move(ops)), multiplier_(multiplier)
+   {
+   }
+
+   RowOpsBase& ops() const noexcept { return *ops_; }
+   std::size_t size() const noexcept { return size_; }
+   bool isFree(std::size_t at) const noexcept { return tags_[at] == freeTag; }
+   const BaseRow& operator[](std::size_t at) const noexcept { return entries_[at]; }
+
+   /// Throws ZoNullRow, and ZoOutOfRange for a row too short to hold a key.
+   std::uint32_t hashOf(const BaseRow& row) const
+   {
+      row.requireBuffer();
+      return static_cast<std::uint32_t>((ops_->keyHash(row) * multiplier_) >> 32);
+   }
+
+   /// The entry of the row with `row`'s key, or else the free entry where it would go.
+   std::size_t probe(const BaseRow& row, std::uint32_t hash) const
+   {
+      __builtin_prefetch(&entries_[home(hash)]);
+      for (std::size_t at = home(hash);; at = (at + tagsAtOnce) & mask()) {
+         const std::uint64_t tags = tagsFrom(at);
+         const std::uint64_t free = ~tags & highBits;
+         const std::uint64_t others = tags ^ lowBits * tagOf(hash);
+         // The bytes of `others` that are 0, and some behind them; those before the first free entry.
+         std::uint64_t candidates = (others - lowBits) & ~others & highBits & (free - 1) & ~free;
+         for (; candidates != 0; candidates &= candidates - 1) {
+            const std::size_t candidate = entryOf(at, candidates);
+            if (entries_[candidate].hash() != hash)
+               continue;
+            entries_[candidate].prefetchRow();
+            if (ops_->keyEquals(entries_[candidate], row))
+               return candidate;
+         }
+         if (free != 0)
+            return entryOf(at, free);
+      }
+   }
+
+   /// Files a row in the free entry `at` that probing for it gave, or elsewhere where the index must grow. Throws as
+   /// reserve, with nothing changed.
+   void file(std::size_t at, const BaseRow& row, std::uint32_t hash)
+   {
+      if (size_ == rowsThatFit(bits_)) {
+         grow(bits_ + 1);
+         at = freeFrom(home(hash));
+      }
+      std::construct_at(&entries_[at], row, hash); // over a null row, which is not read: that would wait for memory
+      tagIs(at, tagOf(hash));
+      ++size_;
+      if (at == end_)
+         end_ = freeFrom(next(at));
+   }
+
+   /// Gives up the row in an entry for one with the same key.
+   void replace(std::size_t at, const BaseRow& row) noexcept { entries_[at].replace(row); }
+
+   /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
+   void remove(std::size_t gap) noexcept
+   {
+      entries_[gap].release();
+      for (std::size_t at = next(gap); !isFree(at); at = next(at)) {
+         const std::size_t fromHome = (at - home(entries_[at].hash())) & mask();
+         const std::size_t fromGap = (at - gap) & mask();
+         if (fromHome >= fromGap) {
+            entries_[gap].take(entries_[at]);
+            tagIs(gap, tags_[at]);
+            gap = at;
+         }
+      }
+      tagIs(gap, freeTag);
+      --size_;
+   }
+
+   void clear() noexcept
+   {
+      for (Entry& entry : entries_)
+         entry.release();
+      std::ranges::fill(tags_, freeTag);
+      size_ = 0;
+   }
+
+   /// Throws std::bad_alloc, and std::length_error for more rows than there are hashes for.
+   void reserve(std::size_t rows)
+   {
+      unsigned bits = bits_;
+      while (bits <= hashBits && rowsThatFit(bits) < rows)
+         ++bits;
+      if (bits != bits_)
+         grow(bits);
+   }
+
+   /// Where walks begin and end: a free entry, the same until a row is filed or the index grows.
+   std::size_t end() const noexcept { return end_; }
+
+   /// The next entry with a row that a walk comes to behind `at`, end() when there is none.
+   std::size_t after(std::size_t at) const noexcept
+   {
+      do
+         at = next(at);
+      while (isFree(at) && at != end_);
+      return at;
+   }
+
+private:
+   /// One entry: a row and 32 bits of its key hash, or a null row where it is free. The hash lies in the row object's
+   /// padding, so an entry is as large as a row. Moving rows between entries moves no construction counter.
+   class Entry final : public BaseRow
+   {
+   public:
+      Entry() noexcept = default;
+
+      /// Shares the buffer of `row` as any copy of a row does.
+      Entry(const BaseRow& row, std::uint32_t hash) noexcept : BaseRow(row), hash_(hash) {}
+
+      std::uint32_t hash() const noexcept { return hash_; }
+
+      void replace(const BaseRow& row) noexcept { BaseRow::operator=(row); }
+
+      /// Takes the row out of `from`, which is free then.
+      void take(Entry& from) noexcept
+      {
+         rowBuf_ = std::move(from.rowBuf_);
+         rowOffset_ = from.rowOffset_;
+         subRow_ = from.subRow_;
+         readOnly_ = from.readOnly_;
+         hash_ = from.hash_;
+      }
+
+      void release() noexcept { rowBuf_ = RowBufHandle(); }
+
+      /// Has the row's memory fetched while other loads are under way. The two blocks of a row are allocated together,
+      /// so its bytes mostly lie within a cache line of the block that names them; a wrong guess costs nothing.
+      void prefetchRow() const noexcept
+      {
+         constexpr std::size_t cacheLine = 64;
+         const auto* const block = reinterpret_cast<const char*>(rowBuf_.get());
+         __builtin_prefetch(block);
+         __builtin_prefetch(block + cacheLine);
+      }
+
+   private:
+      std::uint32_t hash_ = 0;
+   };
+   static_assert(sizeof(Entry) == sizeof(BaseRow));
+
+   /// Asks the kernel for huge pages: a large index is hit at random, and page faults and address translation took a
+   /// third of the time of filling one. Only a hint.
+   static void adviseHugePages(void* memory, std::size_t size) noexcept
+   {
+      constexpr std::size_t hugePage = std::size_t{2} << 20;
+      const std::size_t skipped = -reinterpret_cast<std::uintptr_t>(memory) % hugePage;
+      if (skipped < size)
+         madvise(static_cast<char*>(memory) + skipped, (size - skipped) / hugePage * hugePage, MADV_HUGEPAGE);
+   }
+
+   /// 2 to the power of `bits` entries.
+   static std::vector<Entry> freeEntries(unsigned bits)
+   {
+      const std::size_t count = std::size_t{1} << bits;
+      std::vector<Entry> entries;
+      entries.reserve(count);
+      adviseHugePages(entries.data(), count * sizeof(Entry));
+      const BaseRowCounters before = BaseRow::baseRowCounters;
+      entries.resize(count);
+      BaseRow::baseRowCounters = before; // free entries are nobody's rows
+      return entries;
+   }
+
+   static std::vector<unsigned char> freeTags(unsigned bits)
+   {
+      return std::vector<unsigned char>((std::size_t{1} << bits) + tagsAtOnce, freeTag);
+   }
+
+   void grow(unsigned bits)
+   {
+      if (bits > hashBits)
+         throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
+      std::vector<unsigned char> tags = freeTags(bits);
+      std::vector<Entry> old = std::exchange(entries_, freeEntries(bits));
+      tags_ = std::move(tags);
+      bits_ = bits;
+      for (Entry& entry : old) {
+         if (entry.isNull())
+            continue;
+         const std::size_t at = freeFrom(home(entry.hash()));
+         entries_[at].take(entry);
+         tagIs(at, tagOf(entry.hash()));
+      }
+      end_ = freeFrom(0);
+   }
+
+   std::size_t home(std::uint32_t hash) const noexcept { return hash >> (hashBits - bits_); }
+   std::size_t mask() const noexcept { return entries_.size() - 1; }
+   std::size_t next(std::size_t at) const noexcept { return (at + 1) & mask(); }
+
+   /// The first free entry from `at` on.
+   std::size_t freeFrom(std::size_t at) const noexcept
+   {
+      std::uint64_t free;
+      while ((free = ~tagsFrom(at) & highBits) == 0)
+         at = (at + tagsAtOnce) & mask();
+      return entryOf(at, free);
+   }
+
+   std::uint64_t tagsFrom(std::size_t at) const noexcept
+   {
+      std::uint64_t tags;
+      std::memcpy(&tags, &tags_[at], sizeof tags);
+      return tags;
+   }
+
+   /// The entry that the lowest bit of `marks` marks, a bit in the byte of each entry from `at` on.
+   std::size_t entryOf(std::size_t at, std::uint64_t marks) const noexcept
+   {
+      return (at + static_cast<std::size_t>(std::countr_zero(marks)) / 8) & mask();
+   }
+
+   void tagIs(std::size_t at, unsigned char tag) noexcept
+   {
+      tags_[at] = tag;
+      if (at < tagsAtOnce)
+         tags_[entries_.size() + at] = tag;
+   }
+
+   static unsigned char tagOf(std::uint32_t hash) noexcept { return static_cast<unsigned char>(hash | 0x80); }
+
+   /// Four fifths of the entries: beyond, the probes of keys that are not there get long.
+   static constexpr std::size_t rowsThatFit(unsigned bits) noexcept { return (std::size_t{1} << bits) / 5 * 4; }
+
+   static constexpr unsigned hashBits = 32;
+   static constexpr unsigned char freeTag = 0;
+   static constexpr std::uint64_t lowBits = 0x0101010101010101;
+   static constexpr std::uint64_t highBits = 0x8080808080808080;
+   static constexpr std::size_t tagsAtOnce = sizeof(std::uint64_t);
+
+   std::shared_ptr<RowOpsBase> ops_;
+   std::uint64_t multiplier_;
+   unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
+   std::vector<Entry> entries_ = freeEntries(bits_);
+   std::vector<unsigned char> tags_ = freeTags(bits_); ///< of the entries, and once more of the first of them
+   std::size_t size_ = 0;
+   std::size_t end_ = 0;
+};
+
+} // namespace Zorva::Internal

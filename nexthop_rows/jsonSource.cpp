@@ -1,0 +1,272 @@
+#include "nexthop_rows/jsonSource.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string_view>
+
+namespace NexthopRows {
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+bool contains(const Strings& list, std::string_view text) { return std::ranges::find(list, text) != list.end(); }
+
+/// "02:00:00:00:01:00", and nothing longer or shorter.
+Zorva::EthAddr macAddress(const std::string& name, const std::string& text)
+{
+   std::array<unsigned char, 6> byte{};
+   bool isMac = text.size() == 17;
+   for (std::size_t i = 0; i < byte.size() && isMac; ++i) {
+      const char* const digits = text.data() + 3 * i;
+      isMac = std::from_chars(digits, digits + 2, byte[i], 16).ptr == digits + 2 && (i == 5 || digits[2] == ':');
+   }
+   if (!isMac)
+      throwBadField(name, text, "a MAC address of six bytes");
+   return {byte[0], byte[1], byte[2], byte[3], byte[4], byte[5]};
+}
+
+IpAddress ipAddress(const std::string& name, const std::string& text)
+{
+   std::array<unsigned char, sizeof(in6_addr)> address{};
+   const bool isWhole = text.find('\0') == std::string::npos; // inet_pton() would not see what follows
+   if (isWhole && inet_pton(AF_INET, text.c_str(), address.data()) == 1)
+      return IpAddress(std::span(address).first(sizeof(in_addr)));
+   if (isWhole && inet_pton(AF_INET6, text.c_str(), address.data()) == 1)
+      return IpAddress(address);
+   throwBadField(name, text, "an IP address");
+}
+
+/// "100", or "100/200" for a stack of labels.
+std::vector<std::uint64_t> mplsLabels(const std::string& text)
+{
+   std::vector<std::uint64_t> labels;
+   const char* const end = text.data() + text.size();
+   for (const char* at = text.data();; ++at) {
+      const auto [stop, error] = std::from_chars(at, end, labels.emplace_back());
+      if (error != std::errc() || (stop != end && *stop != '/'))
+         throwBadField("dst", text, "a list of labels");
+      if (stop == end)
+         return labels;
+      at = stop;
+   }
+}
+
+/// Both forms: an object of its own, or its fields in the midst of the next hop's, where its "id" is the second one.
+std::unique_ptr<const Encap> parseEncap(const Json& nexthop)
+{
+   const auto at = nexthop.find("encap");
+   if (at == nexthop.end())
+      return nullptr;
+   const bool isFlat = at->is_string();
+   const Json fields = isFlat ? nexthop : requiredField<Json>(nexthop, "encap");
+   Encap encap{requiredField<std::string>(fields, isFlat ? "encap" : "encap_type"), {}};
+   if (encap.kind == "mpls")
+      encap.values = mplsLabels(requiredField<std::string>(fields, "dst"));
+   else if (encap.kind == "ip" || encap.kind == "ip6")
+      encap.values = {field<std::uint64_t>(fields, isFlat ? repeated("id") : "id").value_or(0)};
+   return std::make_unique<const Encap>(std::move(encap));
+}
+
+Group parseGroup(const Json& members)
+{
+   Group group;
+   if (!members.is_array())
+      throwBadField("group", members, "a list of members");
+   for (const Json& object : members) {
+      if (!object.is_object())
+         throwBadField("group", object, "an object");
+      const Member member{requiredField<std::uint32_t>(object, "id"),
+                          field<std::uint32_t>(object, "weight").value_or(1)};
+      if (member.weight == 0)
+         throwBadField("weight", 0, "above 0");
+      group.members.push_back(member);
+   }
+   return group;
+}
+
+/// Calls parse(object, name) for every object of the source, and refuses those for which it throws BadObject. `parse`
+/// replaces the name, which is the position at first, as soon as it knows better.
+template <class Parse>
+void forEachObject(const Source& source, Notes& notes, Parse parse)
+{
+   std::size_t position = 0;
+   for (const Json& object : parseArray(source.name, source.text)) {
+      std::string name = "object " + std::to_string(++position);
+      try {
+         if (!object.is_object())
+            throwBadField("value", object, "an object");
+         parse(object, name);
+      } catch (const BadObject& bad) {
+         notes.refused(source.name + ": " + name, bad.what());
+      }
+   }
+}
+
+class Reader
+{
+public:
+   explicit Reader(Notes& notes) : notes_(notes) {}
+
+   KernelState read(const Recording& recording)
+   {
+      readLinks(recording.link);
+      readNeighbours(recording.neigh); // after the links, which say what kind of address to expect
+      readObjects(recording.nexthop);
+      return std::move(state_);
+   }
+
+private:
+   void readLinks(const Source& source)
+   {
+      forEachObject(source, notes_, [&](const Json& object, std::string& name) {
+         if (object.empty()) // stands for a link that ip left out
+            return;
+         const auto device = requiredField<std::string>(object, "ifname");
+         name = "link " + device;
+         Link link = parseLink(object, device);
+         if (state_.link(idOf(device)) != nullptr)
+            throw BadObject("duplicate name");
+         state_.linkIs(idOf(device), std::move(link));
+      });
+   }
+
+   void readNeighbours(const Source& source)
+   {
+      static constexpr std::array usable{"REACHABLE", "STALE", "DELAY", "PROBE", "PERMANENT", "NOARP"};
+      forEachObject(source, notes_, [&](const Json& object, std::string& name) {
+         const auto text = requiredField<std::string>(object, "dst");
+         const auto device = requiredField<std::string>(object, "dev");
+         name = "neighbour " + text + " dev " + device;
+         const IpAddress address = ipAddress("dst", text);
+         const Strings states = field<Strings>(object, "state").value_or(Strings());
+         const auto lladdr = field<std::string>(object, "lladdr");
+         if (!lladdr || std::ranges::none_of(usable, [&](const char* state) { return contains(states, state); }))
+            return;
+         const Link* const link = state_.link(idOf(device));
+         try {
+            const Zorva::EthAddr mac = macAddress("lladdr", *lladdr);
+            if (state_.neighbour(idOf(device), address) == nullptr)
+               state_.neighbourIs(idOf(device), address, mac);
+         } catch (const BadObject& bad) {
+            if (link == nullptr || link->isEthernet)
+               throw;
+            notes_.skipped(source.name + ": " + name, bad.what()); // other kinds of device have other addresses
+         }
+      });
+   }
+
+   void readObjects(const Source& source)
+   {
+      std::vector<std::pair<ObjectId, Group>> groups; // the id of a next hop that comes later is not for a group
+      forEachObject(source, notes_, [&](const Json& object, std::string& name) {
+         const auto id = requiredField<std::uint32_t>(object, "id");
+         const auto members = object.find("group");
+         const bool isGroup = members != object.end();
+         name = (isGroup ? "group " : "nexthop ") + std::to_string(id);
+         if (object.contains("fdb"))
+            notes_.skipped(source.name + ": " + name, isGroup ? "fdb group" : "fdb");
+         else if (isGroup)
+            groups.emplace_back(id, parseGroup(*members));
+         else if (Nexthop nexthop = parseNexthop(object); isFree(id))
+            state_.nexthopIs(id, std::move(nexthop));
+         else
+            throw BadObject("duplicate id");
+      });
+      for (auto& [id, group] : groups)
+         if (isFree(id))
+            state_.groupIs(id, std::move(group));
+         else
+            notes_.refused(source.name + ": group " + std::to_string(id), "duplicate id");
+   }
+
+   Link parseLink(const Json& object, const std::string& device)
+   {
+      Link link;
+      link.ifindex = requiredField<std::uint32_t>(object, "ifindex");
+      link.name = shownName(device);
+      const Strings flags = field<Strings>(object, "flags").value_or(Strings());
+      link.isUp = contains(flags, "UP") && contains(flags, "LOWER_UP");
+      link.needsNeighbour =
+         !contains(flags, "NOARP") && !contains(flags, "LOOPBACK") && !contains(flags, "POINTOPOINT");
+      link.isEthernet = field<std::string>(object, "link_type") == "ether";
+      if (link.isEthernet)
+         link.address = macAddress("address", requiredField<std::string>(object, "address"));
+
+      const auto info = field<Json>(object, "linkinfo");
+      if (info && field<std::string>(*info, "info_kind") == "vlan") {
+         const Json data = requiredField<Json>(*info, "info_data");
+         Vlan vlan{requiredField<std::string>(data, "protocol") == "802.1Q", requiredField<std::uint16_t>(data, "id")};
+         if (!object.contains("link_netnsid")) // the device below is in this namespace
+            if (const auto lower = field<std::string>(object, "link"))
+               vlan.lower = idOf(*lower);
+         link.vlan = vlan;
+      }
+      return link;
+   }
+
+   Nexthop parseNexthop(const Json& object)
+   {
+      Nexthop nexthop;
+      nexthop.isBlackhole = object.contains("blackhole");
+      if (const auto device = field<std::string>(object, "dev")) {
+         nexthop.link = idOf(*device);
+         if (state_.link(nexthop.link) == nullptr)
+            state_.missingLinkIs(nexthop.link, shownName(*device));
+      }
+      if (const auto gateway = field<std::string>(object, "gateway"))
+         nexthop.gateway = ipAddress("gateway", *gateway);
+      nexthop.encap = parseEncap(object);
+      static constexpr std::array unusable{std::pair("dead", Unusable::dead), std::pair("linkdown", Unusable::linkdown),
+                                           std::pair("unresolved", Unusable::unresolved)};
+      for (const std::string& flag : field<Strings>(object, "flags").value_or(Strings()))
+         for (const auto& [name, reason] : unusable)
+            if (flag == name && nexthop.unusable == Unusable::no)
+               nexthop.unusable = reason;
+      return nexthop;
+   }
+
+   bool isFree(ObjectId id) const { return state_.nexthop(id) == nullptr && state_.group(id) == nullptr; }
+
+   /// The number of a device's name.
+   LinkId idOf(const std::string& device)
+   {
+      return linkIds_.try_emplace(device, static_cast<LinkId>(linkIds_.size() + 1)).first->second;
+   }
+
+   Notes& notes_;
+   KernelState state_;
+   std::unordered_map<std::string, LinkId> linkIds_;
+};
+
+} // namespace
+
+Source readFile(const std::string& path)
+{
+   std::ifstream file(path, std::ios::binary);
+   if (!file)
+      throw BadInput(path + ": " + std::strerror(errno));
+   std::ostringstream text;
+   if (file.peek() != std::ifstream::traits_type::eof())
+      text << file.rdbuf();
+   if (file.bad() || text.fail())
+      throw BadInput(path + ": cannot be read");
+   return {path, std::move(text).str()};
+}
+
+Recording readFolder(const std::string& folder)
+{
+   const auto read = [&](const char* name) { return readFile(std::filesystem::path(folder) / name); };
+   return {read("nexthop.json"), read("neigh.json"), read("link.json")};
+}
+
+KernelState stateOf(const Recording& recording, Notes& notes) { return Reader(notes).read(recording); }
+
+} // namespace NexthopRows

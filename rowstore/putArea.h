@@ -1,0 +1,81 @@
+// Text straight into a stream's buffer, only where that cannot be told from inserting it: into the room that the buffer
+// has at hand, where std::streambuf::sputc() stores a character and calls nobody. Nothing can fail or be flushed there,
+// so neither state nor exceptions are in play; everything else is for the stream's own operators:
+//
+//    if (char* const at = roomForText(os, text.size()))
+//       placeIs(os, std::ranges::copy(text, at).out);
+//    else
+//       os << text;
+//
+// A buffer class of one's own cannot tell either, if its xsputn() does what sputc() does, as the language has it.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <locale>
+#include <ostream>
+#include <streambuf>
+#include <string_view>
+
+#include "platform/requirements.h"
+
+namespace Zorva::Internal {
+
+/// Opens the put area of any stream buffer, which is protected. No object is ever made.
+class PutArea : std::streambuf
+{
+public:
+   PutArea() = delete;
+
+   static char* place(const std::streambuf& buffer) { return (buffer.*&PutArea::pptr)(); }
+   static char* end(const std::streambuf& buffer) { return (buffer.*&PutArea::epptr)(); }
+   static void advance(std::streambuf& buffer, std::ptrdiff_t n) { (buffer.*&PutArea::pbump)(static_cast<int>(n)); }
+};
+
+/// Where `length` characters of text go, if inserting them does no more than to store them; otherwise null. They are
+/// text once placeIs() says so.
+inline char* roomForText(const std::ostream& os, std::size_t length)
+{
+   if (!os.good() || os.width() != 0 || os.tie() != nullptr || (os.flags() & std::ios_base::unitbuf) != 0)
+      return nullptr;
+   const std::streambuf& buffer = *os.rdbuf();
+   char* const at = PutArea::place(buffer);
+   return static_cast<std::size_t>(PutArea::end(buffer) - at) >= length ? at : nullptr;
+}
+
+/// The same for a text with integers, if the stream writes them in plain decimal.
+inline char* roomForNumbers(const std::ostream& os, std::size_t length)
+{
+   if ((os.flags() & (std::ios_base::basefield | std::ios_base::showpos)) != std::ios_base::dec)
+      return nullptr;
+#ifdef __GLIBCXX__
+   const std::locale& locale = os._M_getloc(); // getloc() makes a copy
+#else
+   const std::locale& locale = os.getloc();
+#endif
+   static const std::locale& classic = std::locale::classic();
+   if (std::memcmp(&locale, &classic, sizeof locale) != 0) // another object may be equal: inserting does
+      return nullptr;
+   return roomForText(os, length);
+}
+
+/// Says that the stream's text now ends at `place`, in the room that one of the two above has found.
+inline void placeIs(std::ostream& os, char* place)
+{
+   std::streambuf& buffer = *os.rdbuf();
+   PutArea::advance(buffer, place - PutArea::place(buffer));
+}
+
+/// os << text
+inline std::ostream& insertText(std::ostream& os, std::string_view text)
+{
+   char* const at = roomForText(os, text.size());
+   if (at == nullptr)
+      return os << text;
+   if (!text.empty()) // memcpy() takes no null pointer
+      std::memcpy(at, text.data(), text.size());
+   placeIs(os, at + text.size());
+   return os;
+}
+
+} // namespace Zorva::Internal

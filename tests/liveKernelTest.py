@@ -1,0 +1,295 @@
+"""nexthop-rows (NEXTHOP_ROWS) on the running kernel, in network namespaces of the test's own; RECORDINGS as data."""
+import datetime
+import json
+import os
+import pathlib
+import random
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+
+PROGRAM = os.environ["NEXTHOP_ROWS"]
+RECORDINGS = pathlib.Path(os.environ["RECORDINGS"])
+NETNS = f"nexthop-rows-{os.getpid()}"
+SEED = int(os.environ.get("ZORVA_TEST_SEED", "1"))
+PAUSES = 600 if os.environ.get("ZORVA_TEST_FULL") else 100
+OPERATIONS_A_PAUSE = 20
+KINDS = ("dummy", "vlan", "bond", "vrf")
+WIDE_GROUP = """
+import socket, struct
+rtnetlink = socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, 0)
+members = struct.pack("=HHIBBHIBBH", 20, 2, 1, 599 & 255, 599 >> 8, 0, 2, 299 & 255, 299 >> 8, 0)
+rtnetlink.send(struct.pack("=IHHII4BI", 52, 104, 0x405, 1, 0, 0, 0, 0, 0, 0) + struct.pack("=HHI", 8, 1, 99) + members)
+print(struct.unpack_from("=i", rtnetlink.recv(4096), 16)[0])
+"""
+
+
+def run(*command, text=None):
+    return subprocess.run(command, input=text, capture_output=True, text=True, errors="backslashreplace")
+
+
+def ip(*words, text=None):
+    return run("ip", "-n", NETNS, *words, text=text)
+
+
+def batch(commands):
+    """How many of the commands the kernel took."""
+    failed = ip("-force", "-batch", "-", text="".join(f"{command}\n" for command in commands)).stderr
+    return len(commands) - failed.count("Command failed")
+
+
+def rows_of(*arguments):
+    lines = run(PROGRAM, "json", *arguments).stdout.splitlines()
+    rows = [{name: value for name, value in json.loads(line).items() if name not in ("genId", "entryId")}
+            for line in lines]
+    return {("group" if "member" in row else "nexthop", row["id"]): row for row in rows}
+
+
+class Watch:
+    """A `watch --json` and the rows that its lines make; a line that does not fit them is in `wrong`."""
+
+    def __init__(self):
+        self.rows, self.lines, self.wrong = {}, [], []
+        self.errors = tempfile.TemporaryFile("w+", errors="backslashreplace")
+        self.process = subprocess.Popen([PROGRAM, "watch", "--live", "--netns", NETNS, "--json"],
+                                        stdout=subprocess.PIPE, stderr=self.errors, text=True)
+        threading.Thread(target=self.read).start()
+
+    def read(self):
+        for line in self.process.stdout:
+            event = json.loads(line)
+            self.lines.append(event)
+            if event["event"] == "complete":
+                counts = [sum(kind == of for kind, _ in self.rows) for of in ("nexthop", "group")]
+                if counts != [event["nexthops"], event["groups"]]:
+                    self.wrong.append(event)
+                continue
+            key = event["type"], event["id"]
+            before = self.rows.pop(key, None)
+            after = {name: value for name, value in event.get("row", {}).items() if name not in ("genId", "entryId")}
+            if event["event"] == "replaced":
+                after = (before or {}) | {name: both["new"] for name, both in event["changes"].items()}
+                if any(before[name] != both["old"] for name, both in event["changes"].items()):
+                    self.wrong.append(event)
+            elif before != (after if event["event"] == "removed" else None):
+                self.wrong.append(event)
+            if event["event"] != "removed":
+                self.rows[key] = after
+
+    def await_(self, condition, seconds=10):
+        """Whether the condition becomes true in time."""
+        end = time.monotonic() + seconds
+        while not (is_met := condition()) and time.monotonic() < end:
+            time.sleep(0.002)
+        return is_met
+
+    def notes(self):
+        self.errors.seek(0)
+        return self.errors.read()
+
+    def stop(self):
+        self.process.send_signal(signal.SIGINT)
+        return self.process.wait(10)
+
+
+class LiveKernel(unittest.TestCase):
+    def setUp(self):
+        self.addCleanup(run, "ip", "netns", "del", NETNS)
+        if why := run("ip", "netns", "add", NETNS).stderr:
+            self.skipTest(f"no network namespace can be made here: {why}")
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+
+    def watch(self):
+        watch = Watch()
+        self.addCleanup(watch.process.kill)
+        self.assertTrue(watch.await_(lambda: watch.lines and watch.lines[-1]["event"] == "complete"), watch.notes())
+        return watch
+
+    def assert_same(self, watch, patience=2):
+        """The rows kept are those of the kernel now, by netlink and as `ip` prints it."""
+        end = time.monotonic() + patience
+        while True:
+            for name, command in (("nexthop", "-d nexthop"), ("neigh", "neigh show nud all"), ("link", "-d link")):
+                (self.folder / f"{name}.json").write_text(ip("-j", *command.split()).stdout)
+            kept = dict(watch.rows)
+            by_netlink, by_ip = rows_of("--live", "--netns", NETNS), rows_of("--dir", self.folder)
+            if kept == by_netlink == by_ip or time.monotonic() > end:
+                break
+        self.assertEqual(by_netlink, by_ip)
+        self.assertEqual(kept, by_netlink)
+        self.assertEqual(watch.wrong, [])
+
+    def test_changes_are_printed_as_they_come(self):
+        batch(["link add e0 up type veth peer name e1", "link set e1 up", "addr add 192.0.2.1/24 dev e0",
+               "nexthop add id 1 via 192.0.2.2 dev e0"])
+        watch = self.watch()
+        macs = ["00:00:00:00:00:00", "02:00:00:00:00:01"]
+        for command, *expected in (
+                ("", ("inserted nexthop 1", {"genId": 1, "valid": False}), ("complete", {"nexthops": 1, "groups": 0})),
+                ("neigh add 192.0.2.2 lladdr 02:00:00:00:00:01 dev e0",
+                 ("replaced nexthop 1", {"valid": [False, True], "dmac": macs})),
+                (b"link set e1 name \xff\x1b", ),
+                ("nexthop add id 9 group 1", ("inserted group 9", {"member": [1], "valid": True})),
+                ("link set e0 down",  # takes both away without a word
+                 ("removed nexthop 1", {"valid": True}), ("removed group 9", {"member": [1]}))):
+            before = time.time()
+            if command:
+                ip(*command.split())
+            self.assertTrue(watch.await_(lambda: len(watch.lines) >= len(expected)), command)
+            for event, content in expected:
+                line = watch.lines.pop(0)
+                words = [str(line[word]) for word in ("event", "type", "id") if word in line]
+                self.assertEqual(" ".join(words), event)
+                columns = line.get("row") or {name: [*both.values()] for name, both in
+                                              line.get("changes", {}).items()} or line
+                self.assertEqual(columns, columns | content)
+                at = datetime.datetime.fromisoformat(line["time"].replace("Z", "+00:00")).timestamp()
+                self.assertLess(abs(at - before), 5 if command else 60)
+        self.assertEqual((watch.stop(), watch.lines, watch.notes().count("nexthop 1 not valid")), (0, [], 1))
+
+    def test_what_cannot_be_watched(self):
+        nobody = ("setpriv", "--reuid", "65534", "--clear-groups", "--bounding-set", "-all")
+        for command, why in (((PROGRAM, "list", "--live", "--netns", "no-such"), "netns no-such: no such network"),
+                             ((PROGRAM, "watch", "--live", "--netns", "../x"), "netns ../x: not a name"),
+                             ((*nobody, PROGRAM, "list", "--live", "--netns", NETNS), "may not be entered")):
+            result = run(*command)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), result.stderr)
+            self.assertIn(why, result.stderr)
+        self.assertEqual(run(*nobody, PROGRAM, "list", "--live").returncode, 0)  # its own
+
+    def test_output_that_nobody_takes(self):
+        batch(["link set lo up", *(f"nexthop add id {i} blackhole" for i in range(1, 1001))])
+        for end, status in ((lambda process: process.send_signal(signal.SIGTERM), 0),
+                            (lambda process: process.stdout.close(), 2)):
+            process = subprocess.Popen([PROGRAM, "watch", "--live", "--netns", NETNS], stdout=subprocess.PIPE,
+                                       stderr=subprocess.DEVNULL)
+            process.stdout.read(1)
+            time.sleep(0.2)
+            self.assertIsNone(process.poll())
+            start = time.monotonic()
+            end(process)
+            self.assertEqual(process.wait(5), status)
+            self.assertLess(time.monotonic() - start, 1)
+            process.stdout.close()
+
+    def test_a_namespace_goes_and_comes_again(self):
+        batch(["link set lo up", "nexthop add id 1 blackhole"])
+        watch = self.watch()
+        for kind in ("waiting for a new one", "made anew"):
+            end = run("ip", "netns", "del", NETNS) if kind != "made anew" else run(
+                "sh", "-c", f"kill -STOP {watch.process.pid}; ip netns del {NETNS}; ip netns add {NETNS}; "
+                            f"kill -CONT {watch.process.pid}")
+            self.assertEqual(end.stderr, "")
+            self.assertTrue(watch.await_(lambda: not watch.rows and kind in watch.notes()), kind)
+            run("ip", "netns", "add", NETNS)
+            batch(["link set lo up", "nexthop add id 2 blackhole"])
+            self.assertTrue(watch.await_(lambda: [*watch.rows] == [("nexthop", 2)]), watch.notes())
+        self.assertEqual((watch.wrong, watch.stop()), ([], 0))
+
+    def test_overrun(self):
+        batch(["link set lo up", "link add e0 up type veth peer name e1", "link set e1 up"])
+        watch = self.watch()
+        watch.process.send_signal(signal.SIGSTOP)
+        changes = [f"nexthop replace id {i % 5000 + 1} " + ("blackhole" if i % 3 else "dev e0") for i in range(50000)]
+        self.assertEqual(batch(changes), len(changes))
+        batch(["nexthop del id 77", "nexthop add id 9999 group 1"])
+        watch.process.send_signal(signal.SIGCONT)
+        self.assertTrue(watch.await_(lambda: ("group", 9999) in watch.rows, 30), watch.notes())
+        self.assert_same(watch, 10)
+        self.assertEqual(watch.notes().count("faster than they were read"), 1)
+
+    def test_wide_weights(self):
+        batch(["link set lo up", "link add e0 up type veth peer name e1", "link set e1 up",
+               *(f"nexthop add id {i} dev e0" for i in (1, 2))])
+        watch = self.watch()
+        if error := int(run("ip", "netns", "exec", NETNS, "python3", "-c", WIDE_GROUP).stdout):
+            self.skipTest(f"this kernel has no weights of two bytes: {os.strerror(-error)}")
+        self.assertTrue(watch.await_(lambda: ("group", 99) in watch.rows))
+        self.assertEqual(watch.rows, rows_of("--live", "--netns", NETNS))
+        self.assertEqual(watch.rows["group", 99]["member"], [1, 1, 2])
+
+    def test_a_recorded_namespace_built_again(self):
+        watch = self.watch()
+        commands = (pathlib.Path(__file__).parent / "netlink" / "mixed-up.batch").read_text().splitlines()
+        batch(links := [command for command in commands if command.startswith("link")])
+        self.assertTrue(watch.await_(lambda: ip("link").stdout.count(",LOWER_UP") == 14), ip("link").stdout)
+        rest = [command for command in commands if command not in links and not command.startswith("#")]
+        self.assertEqual(batch(rest), len(rest))
+        for recording, change in (("mixed-up", ()), ("mixed-down", ("link set p2 down", "link set e3 down"))):
+            batch(change)
+            expected = json.loads((RECORDINGS / f"{recording}.ip6.1" / "expected.json").read_text())
+            rows = {(kind, row["id"]): row for kind in ("nexthop", "group") for row in expected[f"{kind}s"]}
+            del rows["nexthop", 41]  # over the tun device
+            for row in rows.values():
+                row.pop("why", None)
+            watch.await_(lambda: watch.rows.keys() == rows.keys(), 3)
+            kept = {key: {name: value for name, value in row.items() if name in rows.get(key, row)}
+                    for key, row in watch.rows.items()}
+            self.assertEqual(kept, rows)
+            self.assert_same(watch)
+
+    def test_random_changes(self):
+        refused = [kind for kind in KINDS if "Unknown device" in ip("link", "add", "try", "type", kind).stderr]
+        print(f"seed {SEED}; devices that this kernel does not have: {', '.join(refused) or 'none'}")
+        ip("link", "del", "try")
+        rng = random.Random(SEED)
+        devices = ["e0", "e1", "e2", "e3", "r3", "p0", "mac0", "br0", "vx0", "tun0", "lo"]
+        pairs = [f"link add e{i} up type veth peer name p{i}" for i in range(4)]
+        addresses = [f"addr add {net}.1/24 dev e{i}" for i, net in enumerate(("192.0.2", "198.51.100"))]
+        batch([*pairs, *addresses, "link add mac0 link e0 up type macvlan", "link add br0 up type bridge",
+               "link add vx0 up type vxlan id 5 dstport 4789", "tuntap add tun0 mode tun", "link set lo up",
+               *(f"link set {device} up" for device in ("tun0", "p0", "p1", "p2", "p3"))])
+        number = lambda: rng.randint(1, 16)
+        mac = lambda: f"02:00:00:00:00:{rng.randint(0, 255):02x}"
+        host = lambda: rng.choice((f"192.0.2.{rng.randint(2, 9)}", f"198.51.100.{rng.randint(2, 9)}",
+                                   f"fe80::{rng.randint(2, 5)}", f"2001:db8::{rng.randint(2, 9)}"))
+        device = lambda: rng.choice(devices)
+        weight = lambda: rng.choice((1, 1, 2, 3, rng.randint(1, 256)))
+        members = lambda: "/".join(f"{i},{weight()}" for i in rng.sample(range(1, 17), rng.randint(1, 4)))
+        encap = lambda: rng.choice(("", "", "", "encap ip id 100 dst 198.51.100.9", "encap ip6 id 70000 dst ::9",
+                                    "encap seg6 mode encap segs 2001:db8::5", "encap mpls 100/200"))
+        operations = (
+            (30, lambda: f"nexthop replace id {number()} {encap()} via {host()} dev {device()} onlink"),
+            (10, lambda: f"nexthop add id {number()} via {host()} dev {device()}"),
+            (6, lambda: f"nexthop replace id {number()} {rng.choice(('blackhole', f'dev {device()}'))}"),
+            (3, lambda: f"nexthop replace id {number()} via {host()} fdb"),
+            (16, lambda: f"nexthop replace id {100 + number()} group {members()} {rng.choice(('', '', 'fdb'))}"),
+            (4, lambda: f"nexthop replace id {200 + number()} group {members()} type resilient buckets 32"),
+            (8, lambda: f"nexthop del id {number() + rng.choice((0, 0, 100, 200))}"),
+            (0.3, lambda: f"nexthop flush {rng.choice(('', 'dev ' + device(), 'groups'))}"),
+            (12, lambda: f"neigh replace {host()} dev {device()} lladdr {mac()} nud "
+                         + rng.choice(("permanent", "stale", "reachable", "noarp", "failed", "delay"))),
+            (5, lambda: f"neigh del {host()} dev {device()}"),
+            (1, lambda: f"neigh add proxy {host()} dev {device()}"),
+            (9, lambda: f"link set {device()} up"),
+            (2, lambda: f"link set {device()} down"),
+            (0.5, lambda: f"link set p{rng.randint(0, 3)} {rng.choice(('up', 'down'))}"),
+            (1, lambda: f"link set {device()} address {mac()}"),
+            (1, lambda: rng.choice(("link set e3 name r3", "link set r3 name e3"))),
+            (1, lambda: f"link set p0 {rng.choice(('master br0', 'nomaster'))}"),
+            (0.5, lambda: f"link set {device()} alias x{number()}"),
+            (0.5, lambda: rng.choice(("link del e2", pairs[2], "link set p2 up"))),
+            (0.3, lambda: f"link set e1 netns {NETNS}-other"))
+        run("ip", "netns", "add", f"{NETNS}-other")
+        self.addCleanup(run, "ip", "netns", "del", f"{NETNS}-other")
+        weights = [weight for weight, _ in operations]
+        watch, taken, most = self.watch(), 0, 0
+        for _ in range(PAUSES):
+            chosen = [make() for _, make in rng.choices(operations, weights, k=OPERATIONS_A_PAUSE)]
+            taken += batch(chosen)
+            most = max(most, len(watch.rows))
+            with self.subTest(chosen):
+                self.assert_same(watch)
+            run("bridge", "-n", NETNS, "fdb", "add", mac(), "dev", "vx0", "dst", "203.0.113.9")
+            run("ip", "-n", f"{NETNS}-other", "link", "set", "e1", "netns", NETNS)
+            batch([f"link set {name} up" for name in (*devices, "p1", "p2", "p3") if rng.random() < 0.8])
+        print(f"{taken} of {PAUSES * OPERATIONS_A_PAUSE} operations taken, up to {most} rows, {len(watch.lines)} lines")
+        self.assertGreater(taken, PAUSES * OPERATIONS_A_PAUSE / 2)
+        self.assertEqual(watch.stop(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,56 @@
+// A row type with every kind of column, and several of the kinds that meet each other in one row.
+#pragma once
+
+#include "routing_types/P4RuntimeRoutingEcmpTypes.h"
+
+namespace Test {
+
+using P4RuntimeRouting::EcmpMemberListRow, P4RuntimeRouting::NexthopInfoRow;
+using Zorva::BaseRow, Zorva::EthAddr, Zorva::len_t, Zorva::Type;
+
+inline constexpr auto testColumns = Zorva::layOut({
+   {"flag", Type::boolean},
+   {"mac", Type::ethAddr},
+   {"port", Type::u16},
+   {"delta", Type::i32},
+   {"id", Type::u32, Zorva::key},
+   {"stamp", Type::u64},
+   {"first", Type::arrayOfU32},
+   {"second", Type::arrayOfU32},
+   {"third", Type::arrayOfU32},
+   {"fourth", Type::arrayOfU32},
+   {"hop", Type::row, {}, &Zorva::nestedType<NexthopInfoRow>},
+   {"group", Type::row, {}, &Zorva::nestedType<EcmpMemberListRow>},
+});
+
+class TestRow : public BaseRow
+{
+public:
+   static constexpr const auto& columns_ = testColumns;
+   static constexpr const char* rowTypeName_ = "Test::TestRow";
+#define ZORVA_ROW TestRow
+#include "rowtype/rowMembers.inc"
+
+   bool flag() const { return get<"flag">(); }
+   EthAddr mac() const { return get<"mac">(); }
+   std::uint16_t port() const { return get<"port">(); }
+   std::int32_t delta() const { return get<"delta">(); }
+   std::uint32_t id() const { return get<"id">(); }
+   std::uint64_t stamp() const { return get<"stamp">(); }
+   Array first() const { return get<"first">(); }
+   TestRow& firstIs(const std::vector<std::uint32_t>& v) { return set<"first">(v); }
+};
+
+class TestRowRowOps_KEY : public Zorva::RowOpsBase
+{
+#define ZORVA_ROW TestRow
+#include "rowtype/keyOpsMembers.inc"
+};
+
+class TestRowRowOpsGenerator final : public Zorva::RowOpsGenerator
+{
+#define ZORVA_ROW TestRow
+#include "rowtype/generatorMembers.inc"
+};
+
+} // namespace Test
