@@ -76,6 +76,20 @@ prints every change when it comes.")
    install(FILES nexthop_rows/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nexthop-rows COMPONENT program)
 endif()
 
+if(ZORVA_EXCHANGE)
+   set(exchange_package libzorva-exchange${ZORVA_ABI})
+   zorva_package(exchange ${exchange_package} libs "${runtime_package} (= ${PROJECT_VERSION})"
+"tables of rows kept equal through a Redis server
+Tables of table rows that many processes and machines keep equal through an
+existing Redis or Valkey server: one publisher a feed, any number of followers,
+who verify every row that they take.")
+   zorva_package(exchange-dev libzorva-exchange-dev libdevel
+      "${exchange_package} (= ${PROJECT_VERSION}), libp4runtimeroutingecmptypes-dev (= ${PROJECT_VERSION})"
+"tables of rows kept equal through a Redis server: development
+Headers and CMake package of the library that keeps tables of table rows equal
+through an existing Redis or Valkey server.")
+endif()
+
 # What dpkg is told of the shared libraries: the versions that have their names, the package that has their symbols, and
 # to let the dynamic linker know.
 set(control ${PROJECT_BINARY_DIR}/debian/control)
@@ -92,6 +106,10 @@ foreach(library P4RuntimeRoutingEcmpTypes zorva_embedded)
    endif()
 endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols ${control}/triggers)
+if(ZORVA_EXCHANGE)
+   file(WRITE ${control}/exchange/shlibs "libzorva_exchange ${ZORVA_ABI} ${exchange_package} (>= ${PROJECT_VERSION})\n")
+   set(CPACK_DEBIAN_EXCHANGE_PACKAGE_CONTROL_EXTRA ${control}/exchange/shlibs ${control}/triggers)
+endif()
 
 list(APPEND CPACK_COMPONENTS_ALL doc)
 include(CPack)

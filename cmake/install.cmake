@@ -28,7 +28,8 @@ install(TARGETS ${targets} EXPORT ${PROJECT_NAME}
    INCLUDES DESTINATION ${include_dir})
 install(EXPORT ${PROJECT_NAME} NAMESPACE ${PROJECT_NAME}:: DESTINATION ${package_dir} COMPONENT dev)
 file(WRITE ${PROJECT_BINARY_DIR}/${PROJECT_NAME}Config.cmake
-   "include(\${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}.cmake)\n")
+   "include(\${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}.cmake)\n"
+   "include(\${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}Exchange.cmake OPTIONAL)\n")
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake
    COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/${PROJECT_NAME}Config.cmake ${PROJECT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake
@@ -68,6 +69,23 @@ if(TARGET nexthop-rows)
    file(RELATIVE_PATH libraries_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
    set_target_properties(nexthop-rows PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_bin}")
    install(TARGETS nexthop-rows RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+endif()
+
+# exchange/ is a component of its own, and what needs it another: neither the libraries above nor their package lead to it.
+if(ZORVA_EXCHANGE)
+   set(exchange_headers exchange/follower.h exchange/publisher.h exchange/rowType.h exchange/server.h)
+   list(TRANSFORM exchange_headers PREPEND ${PROJECT_SOURCE_DIR}/)
+   target_sources(zorva_exchange PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${exchange_headers})
+   set_target_properties(zorva_exchange PROPERTIES INSTALL_RPATH "$ORIGIN")
+   if(TARGET headers-compile-alone)
+      set_target_properties(zorva_exchange PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+      add_dependencies(headers-compile-alone zorva_exchange_verify_interface_header_sets)
+   endif()
+   install(TARGETS zorva_exchange EXPORT ${PROJECT_NAME}Exchange
+      LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT exchange NAMELINK_COMPONENT exchange-dev
+      FILE_SET HEADERS DESTINATION ${include_dir} COMPONENT exchange-dev
+      INCLUDES DESTINATION ${include_dir})
+   install(EXPORT ${PROJECT_NAME}Exchange NAMESPACE ${PROJECT_NAME}:: DESTINATION ${package_dir} COMPONENT exchange-dev)
 endif()
 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)

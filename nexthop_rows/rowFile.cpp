@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "nexthop_rows/jsonSource.h"
+#include "rowtype/canonical.h"
 
 namespace NexthopRows {
 
@@ -39,15 +40,8 @@ std::string checksum(std::string_view bytes)
 template <class Row>
 void appendRow(std::string& text, const Row& row)
 {
-   const auto rowBytes = row.bytes();
-   std::string bytes(rowBytes.begin(), rowBytes.end());
-   for (const Zorva::Column& column : Row::columns_.columns) {
-      if (column.type != Zorva::Type::arrayOfU32)
-         continue;
-      const auto& slot = *reinterpret_cast<const Zorva::VColType*>(&rowBytes[column.offset]);
-      if (slot.dataLength() >= Zorva::Internal::arrayHeaderLength)
-         bytes.at(slot.dataOffset() + 1U) &= EcmpMemberListRow::Array::countMask >> 8;
-   }
+   const auto canonical = Zorva::canonicalBytes<Row>(row);
+   const std::string bytes(canonical.begin(), canonical.end());
    text += Row::rowTypeName() + ' ' + std::to_string(bytes.size()) + ' ' + checksum(bytes) + '\n' + bytes + '\n';
 }
 

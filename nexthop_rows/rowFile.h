@@ -5,8 +5,7 @@
 //   P4RuntimeRouting::NexthopInfoRow 52 1c291ca3       a row: its type, the number of its bytes, their CRC-32 ...
 //   <52 bytes>                                         ... and the bytes, with a line feed behind them
 //
-// Type ids in the bytes are those of the process that saved them and mean nothing to another. The upper four bits of an
-// array header, which mean nothing either, are saved as 0.
+// The bytes are canonical (rowtype/canonical.h): what means nothing to another process is 0.
 #pragma once
 
 #include <string>

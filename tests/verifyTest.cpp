@@ -1,4 +1,5 @@
 // Bytes from outside: every fault found, by name and place; and the rows made of sound ones.
+#include "rowtype/canonical.h"
 #include "tests/support/hostile.h"
 
 using namespace Test;
@@ -50,6 +51,8 @@ TEST(Verify, AdoptedRowsCarryThisProcessesTypeIds)
    const BaseRow adopted = Zorva::Internal::adoptRow<TestRow>(parent);
    parent[2] = 3, parent[55] = 1, parent[107] = 2;
    EXPECT_EQ(snapshot(adopted), parent);
+   parent[2] = parent[55] = parent[107] = parent[143] = 0; // the last one: spare bits of the group's array
+   EXPECT_EQ(Zorva::canonicalBytes<TestRow>(adopted), parent);
    EXPECT_TRUE(isBytes(NexthopInfoRow::fromBytes(hop), "34 00 01 00 | 00*48"));
    EXPECT_EQ(EcmpMemberListRow::fromBytes(group).memberToJsonArray(), "[7]");
    expectFailure("Zorva::ZoOutOfRange: row length 52 in the header of 53 bytes",

@@ -43,6 +43,9 @@ check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpT
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/*/copyright share/doc/*/changelog.gz
    share/doc/*/README.md share/doc/*/CHANGELOG.md share/doc/*/docs/* share/doc/*/examples/*'
 check nexthop-rows "$runtime libc6 libmnl0" 'bin/nexthop-rows share/doc/*/copyright share/doc/*/changelog.gz share/doc/*/README.md'
+check libzorva-exchange0 "$runtime libhiredis0.14" 'lib/*/libzorva_exchange.so.* share/doc/*/copyright share/doc/*/changelog.gz'
+check libzorva-exchange-dev libzorva-exchange0 'include/P4RuntimeRoutingEcmpTypes/exchange/*.h lib/*/libzorva_exchange.so
+   lib/*/cmake/P4RuntimeRoutingEcmpTypes/*Exchange*.cmake share/doc/*/copyright share/doc/*/changelog.gz'
 check "$runtime-dbgsym" "$runtime" 'lib/debug/.build-id/*/*.debug'
 [[ $(dpkg-deb --info "$runtime"_*deb shlibs | wc -l) == 2 ]] || fail "$runtime has no shlibs file for its two libraries"
 [[ $(dpkg-deb --info "$runtime"_*deb symbols) == *_ZN16P4RuntimeRouting*@Base* ]] || fail "$runtime has no symbols file"

@@ -3,6 +3,7 @@
 // finding; so is what the address sanitizer sees, as every buffer is exactly as long as its bytes.
 #pragma once
 
+#include "rowtype/canonical.h"
 #include "rowtype/describe.h"
 #include "rowtype/verify.h"
 #include "tests/support/rows.h"
@@ -112,6 +113,10 @@ void useRow(const Exposed<Row>& row, bool sound)
    attempt([&] { return row.rowHash() + Zorva::Internal::keyHash<Row::columns_>(row); });
    attempt([&] { return Row(row.clone()).rowEqual(row); });
    attempt([&] { return Zorva::verifyRow<Row>(row.bytes()).offset; });
+   attempt([&] {
+      const bool isRow = Zorva::verifyRow<Row>(Zorva::canonicalBytes<Row>(row), len_t{0}).ok();
+      return isRow || !sound ? isRow : throw std::logic_error("canonical bytes are no row");
+   });
    compare(row, Row()), compare(Row(), row), compare(row, row);
    change([](auto& changed) { changed.clearRow(); });
    change([](auto& changed) { changed.BaseRow::clearRow(); });
