@@ -42,7 +42,7 @@ for page in README.md CHANGELOG.md docs/row-format.md; do
    [[ -n $(find "$prefix" -path "*/doc/*/$page") ]] || fail "$page is not installed"
 done
 find "$prefix" -name '*.md' | while read -r page; do
-   { grep -oP '\]\(\K(?!https?:)[^)#]+' "$page" || true; } | while read -r link; do
+   { grep -oP '[^[]\]\(\K(?!https?:)[^)#]+' "$page" || true; } | while read -r link; do
       [[ -e ${page%/*}/$link ]] || fail "${page##*/} points to $link, which is not installed"
    done
 done
