@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import signal
 import subprocess
 import tempfile
@@ -39,6 +40,28 @@ def batch(commands):
     """How many of the commands the kernel took."""
     failed = ip("-force", "-batch", "-", text="".join(f"{command}\n" for command in commands)).stderr
     return len(commands) - failed.count("Command failed")
+
+
+def lines_of(name):
+    text = (pathlib.Path(__file__).parent / "netlink" / name).read_text()
+    return [line for line in text.splitlines() if line and not line.startswith("#")]
+
+
+def rules_of(name):
+    """The rules of a grammar: the texts of each, and their weights."""
+    rules = {}
+    for rule, weight, *text in (line.split(" ", 2) for line in lines_of(name)):
+        texts, weights = rules.setdefault(rule, ([], []))
+        texts.append("".join(text))
+        weights.append(float(weight))
+    return rules
+
+
+def drawn(rng, rules, rule):
+    """One of the texts of a rule, and so on for the rules in it."""
+    text, = rng.choices(*rules[rule])
+    text = re.sub(r"{([a-z-]+)}", lambda inner: drawn(rng, rules, inner[1]), text)
+    return re.sub(r"{(\d+)\.\.(\d+)}", lambda bounds: str(rng.randint(int(bounds[1]), int(bounds[2]))), text)
 
 
 def rows_of(*arguments):
@@ -213,10 +236,10 @@ class LiveKernel(unittest.TestCase):
 
     def test_a_recorded_namespace_built_again(self):
         watch = self.watch()
-        commands = (pathlib.Path(__file__).parent / "netlink" / "mixed-up.batch").read_text().splitlines()
+        commands = lines_of("mixed-up.batch")
         batch(links := [command for command in commands if command.startswith("link")])
         self.assertTrue(watch.await_(lambda: ip("link").stdout.count(",LOWER_UP") == 14), ip("link").stdout)
-        rest = [command for command in commands if command not in links and not command.startswith("#")]
+        rest = [command for command in commands if command not in links]
         self.assertEqual(batch(rest), len(rest))
         for recording, change in (("mixed-up", ()), ("mixed-down", ("link set p2 down", "link set e3 down"))):
             batch(change)
@@ -235,57 +258,21 @@ class LiveKernel(unittest.TestCase):
         refused = [kind for kind in KINDS if "Unknown device" in ip("link", "add", "try", "type", kind).stderr]
         print(f"seed {SEED}; devices that this kernel does not have: {', '.join(refused) or 'none'}")
         ip("link", "del", "try")
-        rng = random.Random(SEED)
-        devices = ["e0", "e1", "e2", "e3", "r3", "p0", "mac0", "br0", "vx0", "tun0", "lo"]
-        pairs = [f"link add e{i} up type veth peer name p{i}" for i in range(4)]
-        addresses = [f"addr add {net}.1/24 dev e{i}" for i, net in enumerate(("192.0.2", "198.51.100"))]
-        batch([*pairs, *addresses, "link add mac0 link e0 up type macvlan", "link add br0 up type bridge",
-               "link add vx0 up type vxlan id 5 dstport 4789", "tuntap add tun0 mode tun", "link set lo up",
-               *(f"link set {device} up" for device in ("tun0", "p0", "p1", "p2", "p3"))])
-        number = lambda: rng.randint(1, 16)
-        mac = lambda: f"02:00:00:00:00:{rng.randint(0, 255):02x}"
-        host = lambda: rng.choice((f"192.0.2.{rng.randint(2, 9)}", f"198.51.100.{rng.randint(2, 9)}",
-                                   f"fe80::{rng.randint(2, 5)}", f"2001:db8::{rng.randint(2, 9)}"))
-        device = lambda: rng.choice(devices)
-        weight = lambda: rng.choice((1, 1, 2, 3, rng.randint(1, 256)))
-        members = lambda: "/".join(f"{i},{weight()}" for i in rng.sample(range(1, 17), rng.randint(1, 4)))
-        encap = lambda: rng.choice(("", "", "", "encap ip id 100 dst 198.51.100.9", "encap ip6 id 70000 dst ::9",
-                                    "encap seg6 mode encap segs 2001:db8::5", "encap mpls 100/200"))
-        operations = (
-            (30, lambda: f"nexthop replace id {number()} {encap()} via {host()} dev {device()} onlink"),
-            (10, lambda: f"nexthop add id {number()} via {host()} dev {device()}"),
-            (6, lambda: f"nexthop replace id {number()} {rng.choice(('blackhole', f'dev {device()}'))}"),
-            (3, lambda: f"nexthop replace id {number()} via {host()} fdb"),
-            (16, lambda: f"nexthop replace id {100 + number()} group {members()} {rng.choice(('', '', 'fdb'))}"),
-            (4, lambda: f"nexthop replace id {200 + number()} group {members()} type resilient buckets 32"),
-            (8, lambda: f"nexthop del id {number() + rng.choice((0, 0, 100, 200))}"),
-            (0.3, lambda: f"nexthop flush {rng.choice(('', 'dev ' + device(), 'groups'))}"),
-            (12, lambda: f"neigh replace {host()} dev {device()} lladdr {mac()} nud "
-                         + rng.choice(("permanent", "stale", "reachable", "noarp", "failed", "delay"))),
-            (5, lambda: f"neigh del {host()} dev {device()}"),
-            (1, lambda: f"neigh add proxy {host()} dev {device()}"),
-            (9, lambda: f"link set {device()} up"),
-            (2, lambda: f"link set {device()} down"),
-            (0.5, lambda: f"link set p{rng.randint(0, 3)} {rng.choice(('up', 'down'))}"),
-            (1, lambda: f"link set {device()} address {mac()}"),
-            (1, lambda: rng.choice(("link set e3 name r3", "link set r3 name e3"))),
-            (1, lambda: f"link set p0 {rng.choice(('master br0', 'nomaster'))}"),
-            (0.5, lambda: f"link set {device()} alias x{number()}"),
-            (0.5, lambda: rng.choice(("link del e2", pairs[2], "link set p2 up"))),
-            (0.3, lambda: f"link set e1 netns {NETNS}-other"))
+        rng, rules = random.Random(SEED), rules_of("random.grammar")
+        rules["other-namespace"] = [f"{NETNS}-other"], [1]
+        batch(rules["setup"][0])
         run("ip", "netns", "add", f"{NETNS}-other")
         self.addCleanup(run, "ip", "netns", "del", f"{NETNS}-other")
-        weights = [weight for weight, _ in operations]
         watch, taken, most = self.watch(), 0, 0
         for _ in range(PAUSES):
-            chosen = [make() for _, make in rng.choices(operations, weights, k=OPERATIONS_A_PAUSE)]
+            chosen = [drawn(rng, rules, "command") for _ in range(OPERATIONS_A_PAUSE)]
             taken += batch(chosen)
             most = max(most, len(watch.rows))
             with self.subTest(chosen):
                 self.assert_same(watch)
-            run("bridge", "-n", NETNS, "fdb", "add", mac(), "dev", "vx0", "dst", "203.0.113.9")
+            run("bridge", "-n", NETNS, "fdb", "add", drawn(rng, rules, "mac"), "dev", "vx0", "dst", "203.0.113.9")
             run("ip", "-n", f"{NETNS}-other", "link", "set", "e1", "netns", NETNS)
-            batch([f"link set {name} up" for name in (*devices, "p1", "p2", "p3") if rng.random() < 0.8])
+            batch([f"link set {name} up" for name in (*rules["device"][0], "p1", "p2", "p3") if rng.random() < 0.8])
         print(f"{taken} of {PAUSES * OPERATIONS_A_PAUSE} operations taken, up to {most} rows, {len(watch.lines)} lines")
         self.assertGreater(taken, PAUSES * OPERATIONS_A_PAUSE / 2)
         self.assertEqual(watch.stop(), 0)
