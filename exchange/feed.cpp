@@ -9,7 +9,7 @@ namespace Zorva::Exchange {
 
 namespace {
 
-constexpr std::string_view prefix = "zorva:{";
+constexpr std::string_view keyPrefix = "zorva:{";
 
 constexpr std::array<const char*, 7> metaFields = {"signature", "incarnation", "batches",  "run",
                                                    "state",     "alive",       "publisher"};
@@ -32,7 +32,7 @@ FeedKeys::FeedKeys(const std::string& feed, const std::string& rowTypeName)
 {
    if (!isFeedName(feed))
       throw std::invalid_argument('"' + shown(feed) + "\" is no feed's name: 1 to 128 letters, digits and ._:/@-");
-   const std::string base = std::string(prefix) + feed + "}:" + rowTypeName + ':';
+   const std::string base = std::string(keyPrefix) + feed + "}:" + rowTypeName + ':';
    rows = base + "rows";
    changes = base + "changes";
    meta = base + "meta";
@@ -194,14 +194,15 @@ std::vector<FeedInfo> feeds(const ServerAddress& address, const Options& options
       const auto parts = elementsOf(*reply, 2);
       cursor = textOf(*parts[0]);
       for (const redisReply* const key : elementsOf(*parts[1]))
-         if (textOf(*key).size() > prefix.size() + suffix.size())
+         if (textOf(*key).size() > keyPrefix.size() + suffix.size())
             found.emplace_back(textOf(*key));
    } while (cursor != "0");
    sortUnique(found);
 
    std::vector<FeedInfo> infos;
    for (const std::string& key : found) {
-      const std::string_view inner = std::string_view(key).substr(0, key.size() - suffix.size()).substr(prefix.size());
+      const std::string_view inner =
+         std::string_view(key).substr(0, key.size() - suffix.size()).substr(keyPrefix.size());
       const std::size_t nameEnd = inner.find("}:");
       if (nameEnd == std::string_view::npos || !isFeedName(inner.substr(0, nameEnd)))
          continue;
