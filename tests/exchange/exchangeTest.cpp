@@ -207,8 +207,10 @@ TEST(Exchange, ConnectionsCutAfterEveryByte)
    pair.expectEqual();
    pair.server_.kill();
    pair.server_.start();
-   std::this_thread::sleep_for(50ms); // until the relay has passed that on
-   EXPECT_TRUE(pair.publisher_->sync(1s)) << pair.publisher_->problem(); // at once, not when it renews its lease
+   for (int i = 0; i < 50 && pair.server_.hash(pair.keys_.rows).empty(); ++i) { // until the relay has passed that on
+      std::this_thread::sleep_for(10ms);
+      EXPECT_TRUE(pair.publisher_->sync(1s)) << pair.publisher_->problem(); // soon, not when it renews its lease
+   }
    EXPECT_EQ(pair.server_.hash(pair.keys_.rows), contentsOf<NexthopInfoRow>(pair.publisher_->table()));
    for (const int way : {0, 1})
       for (long bytes = 0; bytes < 2500 && !HasFailure(); bytes += isFull ? 1 : 13) {
