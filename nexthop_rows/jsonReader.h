@@ -3,10 +3,14 @@
 // Two things are special about that JSON. Nothing at all means an empty array. And an object may hold a key twice:
 // older versions of ip print an encapsulation flat into its next hop, so that a next hop with a tunnel key has two
 // "id". The first one keeps its name; the second is filed under repeated(name).
+//
+// Dumps are long and their objects short: one object at a time is in memory.
 #pragma once
 
 #include <algorithm>
 #include <concepts>
+#include <functional>
+#include <iosfwd>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -17,13 +21,17 @@
 
 namespace NexthopRows {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json; ///< its objects are lists of keys and values
 
 /// The name under which the second value of a key is found.
 inline std::string repeated(const std::string& name) { return name + " (repeated)"; }
 
-/// The elements of the array in `text`. Throws BadInput, naming `source`, when the text is not JSON or not an array.
-Json parseArray(const std::string& source, const std::string& text);
+using UseElement = std::function<void(const Json&)>;
+
+/// Calls use(element) for every element of the array that the stream holds, as soon as it is read. Throws BadInput,
+/// naming `source`, when the stream cannot be read, or holds more or less than a JSON array; the elements before that
+/// place are used by then.
+void forEachElement(const std::string& source, std::istream& in, const UseElement& use);
 
 /// Throws BadObject: the field `name` with this value is not `what`.
 [[noreturn]] void throwBadField(const std::string& name, const Json& value, const std::string& what);

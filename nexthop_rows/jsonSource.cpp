@@ -8,7 +8,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string_view>
 
 namespace NexthopRows {
@@ -66,12 +65,16 @@ std::unique_ptr<const Encap> parseEncap(const Json& nexthop)
    if (at == nexthop.end())
       return nullptr;
    const bool isFlat = at->is_string();
-   const Json fields = isFlat ? nexthop : requiredField<Json>(nexthop, "encap");
+   if (!isFlat && !at->is_object())
+      throwBadField("encap", *at, "an object");
+   const Json& fields = isFlat ? nexthop : *at;
    Encap encap{requiredField<std::string>(fields, isFlat ? "encap" : "encap_type"), {}};
    if (encap.kind == "mpls")
       encap.values = mplsLabels(requiredField<std::string>(fields, "dst"));
    else if (encap.kind == "ip" || encap.kind == "ip6")
       encap.values = {field<std::uint64_t>(fields, isFlat ? repeated("id") : "id").value_or(0)};
+   else
+      encap.kind = shown(encap.kind);
    return std::make_unique<const Encap>(std::move(encap));
 }
 
@@ -92,22 +95,45 @@ Group parseGroup(const Json& members)
    return group;
 }
 
-/// Calls parse(object, name) for every object of the source, and refuses those for which it throws BadObject. `parse`
-/// replaces the name, which is the position at first, as soon as it knows better.
-template <class Parse>
-void forEachObject(const Source& source, Notes& notes, Parse parse)
+// What objects are called in notes. These throw BadObject for one that has no such name.
+
+std::string linkName(const Json& object) { return "link " + shownName(requiredField<std::string>(object, "ifname")); }
+
+std::string neighbourName(const Json& object)
+{
+   return "neighbour " + shownName(requiredField<std::string>(object, "dst")) + " dev " +
+          shownName(requiredField<std::string>(object, "dev"));
+}
+
+std::string nexthopName(const Json& object)
+{
+   return (object.contains("group") ? "group " : "nexthop ") +
+          std::to_string(requiredField<std::uint32_t>(object, "id"));
+}
+
+/// Calls parse(object) for every object of the source, and refuses those for which it throws BadObject by the name that
+/// nameOf(object) returns, or by their position when it throws, too.
+template <class NameOf, class Parse>
+void forEachObject(const Source& source, Notes& notes, NameOf nameOf, Parse parse)
 {
    std::size_t position = 0;
-   for (const Json& object : parseArray(source.name, source.text)) {
-      std::string name = "object " + std::to_string(++position);
+   const auto nameOrPosition = [&](const Json& object) {
+      try {
+         return nameOf(object);
+      } catch (const BadObject&) {
+         return "object " + std::to_string(position);
+      }
+   };
+   forEachElement(source.name, *source.in, [&](const Json& object) {
+      ++position;
       try {
          if (!object.is_object())
             throwBadField("value", object, "an object");
-         parse(object, name);
+         parse(object);
       } catch (const BadObject& bad) {
-         notes.refused(source.name + ": " + name, bad.what());
+         notes.refused(source.name + ": " + nameOrPosition(object), bad.what());
       }
-   }
+   });
 }
 
 class RecordingReader
@@ -126,11 +152,10 @@ public:
 private:
    void readLinks(const Source& source)
    {
-      forEachObject(source, notes_, [&](const Json& object, std::string& name) {
+      forEachObject(source, notes_, linkName, [&](const Json& object) {
          if (object.empty()) // stands for a link that ip left out
             return;
          const auto device = requiredField<std::string>(object, "ifname");
-         name = "link " + device;
          Link link = parseLink(object, device);
          if (state_.link(idOf(device)) != nullptr)
             throw BadObject("duplicate name");
@@ -141,10 +166,9 @@ private:
    void readNeighbours(const Source& source)
    {
       static constexpr std::array usable{"REACHABLE", "STALE", "DELAY", "PROBE", "PERMANENT", "NOARP"};
-      forEachObject(source, notes_, [&](const Json& object, std::string& name) {
+      forEachObject(source, notes_, neighbourName, [&](const Json& object) {
          const auto text = requiredField<std::string>(object, "dst");
          const auto device = requiredField<std::string>(object, "dev");
-         name = "neighbour " + text + " dev " + device;
          const IpAddress address = ipAddress("dst", text);
          const Strings states = field<Strings>(object, "state").value_or(Strings());
          const auto lladdr = field<std::string>(object, "lladdr");
@@ -158,7 +182,8 @@ private:
          } catch (const BadObject& bad) {
             if (link == nullptr || link->isEthernet)
                throw;
-            notes_.skipped(source.name + ": " + name, bad.what()); // other kinds of device have other addresses
+            notes_.skipped(source.name + ": " + neighbourName(object),
+                           bad.what()); // other kinds of device have other addresses
          }
       });
    }
@@ -166,13 +191,12 @@ private:
    void readObjects(const Source& source)
    {
       std::vector<std::pair<ObjectId, Group>> groups; // the id of a next hop that comes later is not for a group
-      forEachObject(source, notes_, [&](const Json& object, std::string& name) {
+      forEachObject(source, notes_, nexthopName, [&](const Json& object) {
          const auto id = requiredField<std::uint32_t>(object, "id");
          const auto members = object.find("group");
          const bool isGroup = members != object.end();
-         name = (isGroup ? "group " : "nexthop ") + std::to_string(id);
          if (object.contains("fdb"))
-            notes_.skipped(source.name + ": " + name, isGroup ? "fdb group" : "fdb");
+            notes_.skipped(source.name + ": " + nexthopName(object), isGroup ? "fdb group" : "fdb");
          else if (isGroup)
             groups.emplace_back(id, parseGroup(*members));
          else if (Nexthop nexthop = parseNexthop(object); isFree(id))
@@ -248,23 +272,18 @@ private:
 
 } // namespace
 
-Source readFile(const std::string& path)
+Source openFile(const std::string& path)
 {
-   std::ifstream file(path, std::ios::binary);
-   if (!file)
+   auto file = std::make_unique<std::ifstream>(path, std::ios::binary);
+   if (!*file)
       throw BadInput(path + ": " + std::strerror(errno));
-   std::ostringstream text;
-   if (file.peek() != std::ifstream::traits_type::eof())
-      text << file.rdbuf();
-   if (file.bad() || text.fail())
-      throw BadInput(path + ": cannot be read");
-   return {path, std::move(text).str()};
+   return {path, std::move(file)};
 }
 
 Recording readFolder(const std::string& folder)
 {
-   const auto read = [&](const char* name) { return readFile(std::filesystem::path(folder) / name); };
-   return {read("nexthop.json"), read("neigh.json"), read("link.json")};
+   const auto open = [&](const char* name) { return openFile(std::filesystem::path(folder) / name); };
+   return {open("nexthop.json"), open("neigh.json"), open("link.json")};
 }
 
 KernelState stateOf(const Recording& recording, Notes& notes) { return RecordingReader(notes).read(recording); }

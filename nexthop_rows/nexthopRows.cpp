@@ -5,6 +5,7 @@
 // 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input, or output that could not be
 // written.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <iostream>
 
 #include "nexthop_rows/badInput.h"
@@ -67,6 +68,7 @@ int main(int argc, char** argv)
    constexpr int done = 0;
    constexpr int bad = 1;
    constexpr int badInput = 2;
+   std::signal(SIGXFSZ, SIG_IGN); // a file that may not become so long is an error like others
    CLI::App app("Files a Linux kernel's next-hop objects as table rows.", "nexthop-rows");
    Options options;
    auto* chosen = &import;

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 
 #include "nexthop_rows/jsonSource.h"
 #include "nexthop_rows/liveKernel.h"
@@ -9,7 +10,6 @@
 #include "nexthop_rows/rowKeeper.h"
 #include "nexthop_rows/watch.h"
 #include "rowtype/describe.h"
-#include "rowtype/verify.h"
 
 namespace NexthopRows {
 
@@ -79,21 +79,15 @@ void printChanges(const Table& before, const Table& after)
              << changes.size() - inserted - removed << " changed\n";
 }
 
-/// Verifies the bytes of every row of the table and notes the faulty ones. Returns how many they are.
-template <class Row>
-std::size_t checkRows(const Table& table, Notes& notes)
+/// The file of rows to check: the one named, or what save would write.
+Source rowsToCheck(const Options& options, Notes& notes)
 {
-   std::size_t faults = 0;
-   for (const Zorva::BaseRow& row : table) {
-      const Zorva::RowCheck check = Zorva::verifyRow<Row>(row.bytes(), Row::protRowType());
-      if (check.ok())
-         continue;
-      ++faults;
-      const auto id = row.readColumn<std::uint32_t>(Row::columns_.keyColumn().offset);
-      notes.faulty(std::string(kindOf<Row>) + ' ' + std::to_string(id),
-                   std::string(Zorva::text(check.fault)) + " at offset " + std::to_string(check.offset));
-   }
-   return faults;
+   if (!options.file.empty())
+      return openRows(options.file);
+   const Tables tables = import(options, notes);
+   auto rows = std::make_unique<std::stringstream>();
+   writeRows(tables, [&](std::string_view text) { *rows << text; });
+   return {"imported rows", std::move(rows)};
 }
 
 } // namespace
@@ -130,11 +124,25 @@ Tables dump(const Options& options, Notes& notes)
 
 Tables check(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   const std::size_t faults =
-      checkRows<NexthopInfoRow>(tables.nexthops, notes) + checkRows<EcmpMemberListRow>(tables.groups, notes);
-   if (faults == 0)
-      std::cout << tables.size() << " rows verified\n";
+   const Source file = rowsToCheck(options, notes);
+   Tables tables;
+   std::size_t faults = 0;
+   const auto printCounts = [&] {
+      std::cout << tables.size() << " rows verified";
+      if (faults != 0)
+         std::cout << ", " << faults << " faulty";
+      std::cout << '\n';
+   };
+   try {
+      readRows(file, tables, [&](std::size_t at, const std::string& reason) {
+         ++faults;
+         notes.faulty(file.name + ": row at byte " + std::to_string(at), reason);
+      });
+   } catch (const BadInput&) {
+      printCounts();
+      throw;
+   }
+   printCounts();
    return tables;
 }
 
