@@ -1,7 +1,10 @@
 #include "nexthop_rows/jsonReader.h"
 
+#include <bit>
 #include <cstring>
 #include <istream>
+#include <nlohmann/json.hpp>
+#include <utility>
 
 #include "nexthop_rows/kernelObjects.h"
 
@@ -16,7 +19,7 @@ public:
    Bytes(const std::string& source, std::istream& in) : source_(source), in_(in), piece_(1 << 16) {}
 
    /// Whether there are no more. Throws BadInput when the stream cannot be read, or a NUL comes next.
-   bool areAllTaken() { return (at_ == end_ || *at_ == '\0') && isAtEnd(); }
+   bool areAllTaken() { return at_ == end_ && !readPiece(); }
 
    char next() const { return *at_; }
    void take() { ++at_; }
@@ -47,24 +50,19 @@ public:
    };
 
 private:
-   bool isAtEnd()
+   [[gnu::noinline]] bool readPiece()
    {
-      if (at_ == end_)
-         readPiece();
-      if (at_ != end_ && *at_ == '\0')
+      if (at_ != pieceEnd_)
          throw BadInput(source_ + ": parse error: NUL at byte " +
                         std::to_string(before_ + static_cast<std::size_t>(at_ - piece_.data())));
-      return at_ == end_;
-   }
-
-   void readPiece()
-   {
-      before_ += static_cast<std::size_t>(end_ - piece_.data());
+      before_ += static_cast<std::size_t>(pieceEnd_ - piece_.data());
       in_.read(piece_.data(), static_cast<std::streamsize>(piece_.size()));
       if (in_.bad())
          throw BadInput(source_ + ": cannot be read");
       at_ = piece_.data();
-      end_ = at_ + in_.gcount();
+      pieceEnd_ = at_ + in_.gcount();
+      end_ = std::find(at_, pieceEnd_, '\0');
+      return at_ != pieceEnd_ && !areAllTaken();
    }
 
    const std::string& source_;
@@ -72,41 +70,56 @@ private:
    std::vector<char> piece_;
    std::size_t before_ = 0; ///< bytes before the piece
    const char* at_ = piece_.data();
-   const char* end_ = at_;
+   const char* pieceEnd_ = at_;
+   const char* end_ = at_; ///< of the piece, or a NUL before that
 };
 
-/// Builds the elements of the array, one after the other, from the parser's events. The parser's own builder lets the
-/// last of equal keys win.
-class Builder final : public nlohmann::json_sax<Json>
+/// Notes down the elements of the array, one after the other, from the parser's events. The parser's own values take
+/// several allocations each, and let the last of equal keys win.
+class Builder final : public nlohmann::json_sax<nlohmann::json>
 {
 public:
    Builder(const std::string& source, const UseElement& use) : source_(source), use_(use) {}
 
-   bool null() override { return add(nullptr); }
-   bool boolean(bool value) override { return add(value); }
-   bool number_integer(number_integer_t value) override { return add(value); }
-   bool number_unsigned(number_unsigned_t value) override { return add(value); }
-   bool number_float(number_float_t value, const string_t&) override { return add(value); }
-   bool string(string_t& value) override { return add(std::move(value)); }
-   bool binary(binary_t& value) override { return add(std::move(value)); }
-   bool start_object(std::size_t) override { return open(Json::object()); }
+   bool null() override { return add({JsonType::null}, "null"); }
+   bool boolean(bool value) override { return add({.type = JsonType::boolean, .number = value}, "boolean"); }
+   bool number_unsigned(number_unsigned_t value) override
+   {
+      return add({.type = JsonType::number, .number = value}, "number");
+   }
+   bool number_integer(number_integer_t value) override
+   {
+      return add({.type = JsonType::negative, .number = std::bit_cast<std::uint64_t>(value)}, "number");
+   }
+   bool number_float(number_float_t value, const string_t&) override
+   {
+      return add({.type = JsonType::fraction, .number = std::bit_cast<std::uint64_t>(value)}, "number");
+   }
+   bool string(string_t& value) override
+   {
+      const std::size_t at = element_.text.size();
+      element_.text += value;
+      return add({.type = JsonType::string, .number = at, .length = value.size()}, "string");
+   }
+   bool binary(binary_t&) override { return false; } // not in texts
+   bool start_object(std::size_t) override { return open(JsonType::object, "object"); }
    bool end_object() override { return close(); }
    bool end_array() override { return open_.empty() || close(); }
 
-   bool start_array(std::size_t) override { return std::exchange(isInArray_, true) ? open(Json::array()) : true; }
+   bool start_array(std::size_t) override
+   {
+      return std::exchange(isInArray_, true) ? open(JsonType::array, "array") : true;
+   }
 
    bool key(string_t& name) override
    {
-      constexpr std::size_t mostKeys = 1000; // each is compared with those before it
-      Json& object = *open_.back();
-      if (object.size() == mostKeys)
-         throw BadInput(source_ + ": an object of more than " + std::to_string(mostKeys) + " keys");
-      auto [place, isNew] = object.emplace(name, nullptr);
-      place_ = isNew ? &*place : &object[repeated(name)];
+      keyAt_ = element_.text.size();
+      keyLength_ = name.size();
+      element_.text += name;
       return true;
    }
 
-   bool parse_error(std::size_t, const std::string& token, const Json::exception& error) override
+   bool parse_error(std::size_t, const std::string& token, const nlohmann::json::exception& error) override
    {
       std::string text = error.what(); // "[json.exception....] parse error at line ...: ... last read: 'token'"
       if (const std::size_t tagEnd = text.find("] "); tagEnd != std::string::npos)
@@ -117,52 +130,83 @@ public:
    }
 
 private:
-   void put(Json value)
+   void put(JsonElement::Value value, const char* type)
    {
       if (!isInArray_)
-         throw BadInput(source_ + ": not an array but " + value.type_name());
-      if (open_.empty())
-         place_ = &element_;
-      else if (open_.back()->is_array())
-         place_ = &open_.back()->emplace_back();
-      *place_ = std::move(value);
+         throw BadInput(source_ + ": not an array but " + type);
+      value.keyAt = keyAt_;
+      value.keyLength = std::exchange(keyLength_, 0);
+      element_.values.push_back(value);
    }
 
-   bool add(Json value)
+   bool add(const JsonElement::Value& value, const char* type)
    {
-      put(std::move(value));
-      if (open_.empty())
-         use_(element_);
-      return true;
+      put(value, type);
+      return end();
    }
 
-   bool open(Json container)
+   bool open(JsonType type, const char* name)
    {
-      constexpr std::size_t deepest = 100; // copying and printing a value recurse
+      constexpr std::size_t deepest = 100; // copying a value recurses
       if (open_.size() + 1 == deepest)
          throw BadInput(source_ + ": nested more than " + std::to_string(deepest) + " deep");
-      put(std::move(container));
-      open_.push_back(place_);
+      put({type}, name);
+      open_.push_back(element_.values.size() - 1);
       return true;
    }
 
    bool close()
    {
+      element_.values[open_.back()].values = element_.values.size() - open_.back();
       open_.pop_back();
-      if (open_.empty())
-         use_(element_);
+      return end();
+   }
+
+   /// A value is complete, perhaps the element with it.
+   bool end()
+   {
+      if (!open_.empty())
+         return true;
+      use_(Json(element_));
+      element_.values.clear();
+      element_.text.clear();
       return true;
    }
 
    const std::string& source_;
    const UseElement& use_;
    bool isInArray_ = false;
-   Json element_;
-   Json* place_ = nullptr;   ///< where the next value goes, unless that is the end of an array
-   std::vector<Json*> open_; ///< within the array; a container does not move while one inside it is open
+   JsonElement element_;
+   std::vector<std::size_t> open_; ///< objects and arrays, by their places in the element
+   std::size_t keyAt_ = 0;         ///< of the value to come
+   std::size_t keyLength_ = 0;
 };
 
 } // namespace
+
+nlohmann::json Json::copy() const
+{
+   switch (type()) {
+   case JsonType::null: return nullptr;
+   case JsonType::boolean: return number() != 0;
+   case JsonType::negative: return std::bit_cast<std::int64_t>(number());
+   case JsonType::number: return number();
+   case JsonType::fraction: return std::bit_cast<double>(number());
+   case JsonType::string: return string();
+   case JsonType::array: {
+      auto array = nlohmann::json::array();
+      forEach([&](std::string_view, const Json& inner) { array.push_back(inner.copy()); });
+      return array;
+   }
+   case JsonType::object: break;
+   }
+   auto object = nlohmann::json::object();
+   forEach([&](std::string_view key, const Json& inner) {
+      const std::string name(key);
+      object[object.contains(name) ? name + " (repeated)" : name] = inner.copy();
+   });
+   return object;
+}
 
 void forEachElement(const std::string& source, std::istream& in, const UseElement& use)
 {
@@ -172,15 +216,20 @@ void forEachElement(const std::string& source, std::istream& in, const UseElemen
    if (bytes.areAllTaken())
       return;
    Builder builder(source, use);
-   Json::sax_parse(Bytes::Iterator(&bytes), Bytes::Iterator(), &builder);
+   nlohmann::json::sax_parse(Bytes::Iterator(&bytes), Bytes::Iterator(), &builder);
 }
 
-void throwBadField(const std::string& name, const Json& value, const std::string& what)
+void throwBadField(const std::string& name, const nlohmann::json& value, const std::string& what)
 {
    std::string text = value.dump(-1, ' ', true); // ASCII only, so that it can be cut anywhere
    if (text.size() > mostShown)
       text.replace(mostShown, std::string::npos, "...");
    throw BadObject(name + ": " + text + " is not " + what);
+}
+
+void throwBadField(const std::string& name, const Json& value, const std::string& what)
+{
+   throwBadField(name, value.copy(), what);
 }
 
 } // namespace NexthopRows

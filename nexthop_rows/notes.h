@@ -57,7 +57,7 @@ private:
             return;
          last = text;
       }
-      out_ << object << text << '\n';
+      out_ << object + text + '\n'; // at once: standard error is not buffered
    }
 
    std::ostream& out_;
