@@ -312,6 +312,14 @@ public:
    static constinit thread_local BaseRowCounters baseRowCounters;
 
 protected:
+   /// A row over `buffer` with the position and flags of `other`. Counts nothing.
+   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
+   // pointer of the base, and then that of the row type over it.
+   BaseRow(RowBufHandle&& buffer, const BaseRow& other) noexcept
+      : rowBuf_(std::move(buffer)), rowOffset_(other.rowOffset_), subRow_(other.subRow_), readOnly_(other.readOnly_)
+   {
+   }
+
    /// Whether this row may write where its bytes are: it owns them alone and they are not part of another row.
    bool mayWriteInPlace() const noexcept { return rowBuf_.isSoleOwner() && !subRow_; }
 
@@ -427,13 +435,6 @@ private:
    struct CopyTag
    {
    };
-
-   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
-   // pointer of the base, and then that of the row type over it.
-   BaseRow(RowBufHandle&& buffer, const BaseRow& place) noexcept
-      : rowBuf_(std::move(buffer)), rowOffset_(place.rowOffset_), subRow_(place.subRow_), readOnly_(place.readOnly_)
-   {
-   }
 
    BaseRow(CopyTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
    {
