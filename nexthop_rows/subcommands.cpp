@@ -1,12 +1,10 @@
 #include "nexthop_rows/subcommands.h"
 
-#include <filesystem>
 #include <iostream>
 
-#include "nexthop_rows/jsonSource.h"
-#include "nexthop_rows/liveKernel.h"
+#include "nexthop_rows/badInput.h"
+#include "nexthop_rows/rowDiff.h"
 #include "nexthop_rows/rowFile.h"
-#include "nexthop_rows/rowKeeper.h"
 #include "nexthop_rows/watch.h"
 #include "rowtype/describe.h"
 #include "rowtype/verify.h"
@@ -15,38 +13,12 @@ namespace NexthopRows {
 
 namespace {
 
-Tables rowsOf(KernelState state, const std::string& source, std::uint64_t genId, Notes& notes)
+/// Throws BadInput when no source is named.
+Imported importFrom(const std::optional<RowsFrom>& from, std::uint64_t genId, Notes& notes)
 {
-   RowKeeper keeper(source, notes);
-   keeper.reserve(state);
-   keeper.settle(state, genId, [](const auto&) {});
-   return keeper.takeTables();
-}
-
-Tables importFolder(const std::string& folder, std::uint64_t genId, Notes& notes)
-{
-   const Recording recording = readFolder(folder);
-   return rowsOf(stateOf(recording, notes), recording.nexthop.name, genId, notes);
-}
-
-/// The rows of a folder, or of a file that `save` wrote.
-Tables importPath(const std::string& path, std::uint64_t genId, Notes& notes)
-{
-   return std::filesystem::is_directory(path) ? importFolder(path, genId, notes) : loadRows(path);
-}
-
-/// The rows of --dir, --file or --live. Throws BadInput when there is none of them.
-Tables importInput(const Options& options, std::uint64_t genId, Notes& notes)
-{
-   if (options.isLive) {
-      const NetNamespace netns(options.netns);
-      return rowsOf(LiveKernel(netns).read(notes), netns.text(), genId, notes);
-   }
-   if (!options.file.empty())
-      return loadRows(options.file);
-   if (options.folder.empty())
-      throw BadInput("--dir FOLDER, --file FILE or --live is missing");
-   return importFolder(options.folder, genId, notes);
+   if (!from)
+      throw BadInput("no rows are named: PATH, --dir FOLDER, --file FILE or --live is missing");
+   return importRows(*from, genId, notes);
 }
 
 /// Calls use(row) for the row of the kind and id that the options name. Throws BadInput when there is none.
@@ -98,66 +70,74 @@ std::size_t checkRows(const Table& table, Notes& notes)
 
 } // namespace
 
-Tables import(const Options& options, Notes& notes) { return importInput(options, 1, notes); }
-
-Tables list(const Options& options, Notes& notes)
+Result import(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   forEachRow(tables, [](const auto& row) { std::cout << row << '\n'; });
-   return tables;
+   return {importFrom(options.from, 1, notes).tables, Status::done, false};
 }
 
-Tables json(const Options& options, Notes& notes)
+Result list(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   forEachRow(tables, [](const auto& row) { std::cout << row.toJson() << '\n'; });
-   return tables;
+   Result result = import(options, notes);
+   forEachRow(result.tables, [](const auto& row) { std::cout << row << '\n'; });
+   return result;
 }
 
-Tables get(const Options& options, Notes& notes)
+Result json(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   withRow(tables, options, [](const auto& row) { std::cout << row << '\n'; });
-   return tables;
+   Result result = import(options, notes);
+   forEachRow(result.tables, [](const auto& row) { std::cout << row.toJson() << '\n'; });
+   result.isOutputTaken = true;
+   return result;
 }
 
-Tables dump(const Options& options, Notes& notes)
+Result get(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   withRow(tables, options, []<class Row>(const Row& row) { std::cout << Zorva::describeRow<Row>(row); });
-   return tables;
+   Result result = import(options, notes);
+   withRow(result.tables, options, [](const auto& row) { std::cout << row << '\n'; });
+   return result;
 }
 
-Tables check(const Options& options, Notes& notes)
+Result dump(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   const std::size_t faults =
-      checkRows<NexthopInfoRow>(tables.nexthops, notes) + checkRows<EcmpMemberListRow>(tables.groups, notes);
+   Result result = import(options, notes);
+   withRow(result.tables, options, []<class Row>(const Row& row) { std::cout << Zorva::describeRow<Row>(row); });
+   return result;
+}
+
+Result check(const Options& options, Notes& notes)
+{
+   Result result = import(options, notes);
+   const std::size_t faults = checkRows<NexthopInfoRow>(result.tables.nexthops, notes) +
+                              checkRows<EcmpMemberListRow>(result.tables.groups, notes);
    if (faults == 0)
-      std::cout << tables.size() << " rows verified\n";
-   return tables;
+      std::cout << result.tables.size() << " rows verified\n";
+   return result;
 }
 
-Tables diff(const Options& options, Notes& notes)
+Result diff(const Options& options, Notes& notes)
 {
-   const Tables before = importPath(options.before, 1, notes);
-   Tables after = options.after.empty() ? importInput(options, 2, notes) : importPath(options.after, 2, notes);
+   const Tables before = importFrom(options.before, 1, notes).tables;
+   Tables after = importFrom(options.from, 2, notes).tables;
    printChanges<NexthopInfoRow>(before.nexthops, after.nexthops);
    printChanges<EcmpMemberListRow>(before.groups, after.groups);
-   return after;
+   return {std::move(after), Status::done, false};
 }
 
-Tables save(const Options& options, Notes& notes)
+Result save(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   saveRows(tables, options.target);
-   std::cout << tables.size() << " rows saved\n";
-   return tables;
+   Result result = import(options, notes);
+   saveRows(result.tables, options.target);
+   result.isOutputTaken = options.target == standardFile;
+   (result.isOutputTaken ? std::cerr : std::cout) << result.tables.size() << " rows saved\n";
+   return result;
 }
 
-Tables watch(const Options& options, Notes& /*notes*/)
+Result watch(const Options& options, Notes& /*notes*/)
 {
-   return watchKernel(NetNamespace(options.netns), options.isJson);
+   const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
+   if (kernel == nullptr)
+      throw BadInput("watch follows the running kernel: --live is missing");
+   return {watchKernel(NetNamespace(kernel->netns), options.isJson), Status::done, options.isJson};
 }
 
 void printStatistics(std::ostream& out, const Tables& tables)
