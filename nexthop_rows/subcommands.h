@@ -7,7 +7,7 @@
 #include <string>
 
 #include "nexthop_rows/notes.h"
-#include "nexthop_rows/rowsFrom.h"
+#include "nexthop_rows/rowFilter.h"
 
 namespace NexthopRows {
 
@@ -20,9 +20,9 @@ struct Options
 {
    std::optional<RowsFrom> from;
    std::optional<RowsFrom> before; ///< OLD of diff
-   std::string kind;               ///< "nexthop", "group", or empty for both
-   std::uint32_t id = 0;
-   std::string target; ///< FILE of save
+   RowFilter rows;                 ///< for list and json; its kind also for get and dump
+   std::uint32_t id = 0;           ///< of get and dump
+   std::string target;             ///< FILE of save
    bool isJson = false;
    bool isQuiet = false;
    bool statistics = false;
@@ -52,6 +52,7 @@ Result save(const Options& options, Notes& notes);
 /// Throws as watchKernel. Has notes of its own.
 Result watch(const Options& options, Notes& notes);
 
-void printStatistics(std::ostream& out, const Tables& tables);
+/// Rows, bytes and the construction counters, as text or as a line of JSON.
+void printStatistics(std::ostream& out, const Tables& tables, bool isJson);
 
 } // namespace NexthopRows
