@@ -6,6 +6,11 @@ namespace NexthopRows {
 
 namespace {
 
+void appendEscaped(std::string& text, unsigned char byte)
+{
+   text.append("\\x").append(1, "0123456789abcdef"[byte >> 4]).append(1, "0123456789abcdef"[byte & 0xf]);
+}
+
 std::string shownFrom(char lowest, std::string_view text)
 {
    std::string shown;
@@ -14,7 +19,7 @@ std::string shownFrom(char lowest, std::string_view text)
       if (character >= lowest && character <= '~' && character != '\\')
          shown += character;
       else
-         shown.append("\\x").append(1, "0123456789abcdef"[byte >> 4]).append(1, "0123456789abcdef"[byte & 0xf]);
+         appendEscaped(shown, byte);
       if (shown.size() > mostShown)
          return shown.replace(mostShown, std::string::npos, "...");
    }
@@ -22,6 +27,26 @@ std::string shownFrom(char lowest, std::string_view text)
 }
 
 } // namespace
+
+std::string shownLine(std::string_view message)
+{
+   std::string shown;
+   unsigned char before = 0;
+   for (const char character : message) {
+      const auto byte = static_cast<unsigned char>(character);
+      const bool isWide = before == 0xc2 && byte >= 0x80 && byte < 0xa0; // of two bytes, in UTF-8
+      if (isWide) {
+         shown.pop_back();
+         appendEscaped(shown, before);
+      }
+      if (byte < ' ' || byte == 0x7f || isWide)
+         appendEscaped(shown, byte);
+      else
+         shown += character;
+      before = byte;
+   }
+   return shown;
+}
 
 std::string shown(std::string_view text) { return shownFrom(' ', text); }
 

@@ -109,7 +109,10 @@ inline constexpr std::size_t mostShown = 60;
 /// printable ASCII, and backslashes, become \xNN; what is longer than mostShown then is cut, and "..." put behind it.
 std::string shown(std::string_view text);
 
-/// The same of a name, in which spaces become \x20.
+/// A message as it may be shown, which quotes what the user named: with control characters as \xNN, and whole.
+std::string shownLine(std::string_view message);
+
+/// The same as shown() of a name, in which spaces become \x20.
 std::string shownName(std::string_view name);
 
 /// The address as it is written; empty for none.

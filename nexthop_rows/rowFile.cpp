@@ -123,8 +123,9 @@ private:
    static std::filesystem::path behindLinks(std::filesystem::path path)
    {
       constexpr int mostLinks = 40; // as for the kernel
-      for (int links = 0; links < mostLinks && std::filesystem::is_symlink(path); ++links)
-         path = path.parent_path() / std::filesystem::read_symlink(path);
+      std::error_code none;         // is told by what is done with the path
+      for (int links = 0; links < mostLinks && std::filesystem::is_symlink(path, none); ++links)
+         path = path.parent_path() / std::filesystem::read_symlink(path, none);
       return path;
    }
 
