@@ -13,6 +13,7 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <thread>
 
@@ -22,6 +23,16 @@ namespace Test {
 
 using namespace std::chrono_literals;
 using Zorva::Exchange::Connection, Zorva::Exchange::Reply, Zorva::Exchange::ServerAddress, Zorva::Exchange::textOf;
+
+/// Whether the condition comes true in time, which asking for it may further.
+inline bool eventually(const std::function<bool()>& condition)
+{
+   const auto until = Zorva::Exchange::Clock::now() + 20s;
+   while (!condition())
+      if (Zorva::Exchange::Clock::now() > until)
+         return false;
+   return true;
+}
 
 inline ServerAddress unixAddress(const std::string& path) { return ServerAddress::parse("redis+unix://" + path); }
 
@@ -50,14 +61,15 @@ public:
          "; exec redis-server --port 0 --unixsocket socket --save '' --logfile log --appendonly " + log_;
       const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
       posix_spawnp(&pid_, "sh", nullptr, nullptr, const_cast<char**>(arguments), environ);
-      for (const auto until = Zorva::Exchange::Clock::now() + 20s;;)
+      const auto isUp = [&] {
          try {
-            return void(run("DBSIZE"));
+            return run("DBSIZE")->integer >= 0;
          } catch (const Zorva::Exchange::ServerTrouble&) { // not yet there, or still loading
-            if (Zorva::Exchange::Clock::now() > until)
-               throw;
-            std::this_thread::sleep_for(2ms);
+            return std::this_thread::sleep_for(2ms), false;
          }
+      };
+      if (!eventually(isUp))
+         throw std::runtime_error("redis-server does not answer");
    }
    void signal(int number) const { ::kill(pid_, number); }
    void kill()
