@@ -4,6 +4,7 @@
 
 #include "rowtype/describe.h"
 #include "tests/support/rows.h"
+#include "tests/support/streams.h"
 
 using namespace Test;
 
@@ -33,11 +34,6 @@ std::string told(const BaseRow& row)
    }
    return all;
 }
-
-struct Grouping : std::numpunct<char>
-{
-   std::string do_grouping() const override { return "\3"; }
-};
 
 TEST(Documents, RowsSayWhatIsWrittenOfThemWhateverTheLocale)
 {

@@ -1,6 +1,7 @@
 // The two routing row types: their bytes, conversions, identities, operations objects and text.
 #include "rowtype/describe.h"
 #include "tests/support/rows.h"
+#include "tests/support/streams.h"
 
 using namespace Test;
 using namespace P4RuntimeRouting;
@@ -129,35 +130,17 @@ TEST(RowTypes, AddressesAreReadAsTheyAreWritten)
    EXPECT_EQ(std::hash<EthAddr>()(EthAddr(1, 2, 3, 4, 5, 6)), 0x010203040506);
 }
 
-TEST(RowTypes, AddressesInStreamsOfEveryState)
+TEST(RowTypes, AddressesAndBoolsGoIntoStreamsOfEveryState)
 {
-   std::ostringstream os, tied;
-   os << EthAddr(1, 35, 69, 103, 137, 171) << EthAddr(205, 239, 16, 50, 84, 118); // every digit, on both sides
-   EXPECT_EQ(os.str(), "01:23:45:67:89:abcd:ef:10:32:54:76");
-   struct : std::stringbuf
-   {
-      int sync() override { return ++flushes, 0; }
-      int flushes = 0;
-   } flushed;
-   std::ostream unit(&flushed);
-   tied.tie(&unit), tied << dmac;
-   unit << std::setw(18) << dmac << std::unitbuf << smac;
-   EXPECT_EQ(flushed.str() + tied.str(), " 02:00:00:00:00:0102:00:00:00:00:0202:00:00:00:00:01");
-   EXPECT_EQ(flushed.flushes, 2);
-   struct : std::streambuf
-   {
-      int_type overflow(int_type) override { return end(), traits_type::eof(); }
-      std::function<void()> end = [] {};
-   } full;
-   std::ostream bad(&full);
-   EXPECT_TRUE((bad << dmac).bad() && (bad << dmac).bad());
-   bad.clear(), full.end = [] { throw std::runtime_error("full"); };
-   EXPECT_TRUE((bad << dmac).bad());
-   bad.clear(), bad.exceptions(std::ios_base::badbit);
-   EXPECT_TRUE(failureOf([&] { bad << dmac; }) == "std::runtime_error: full" && bad.rdstate() == std::ios_base::badbit);
-   bad.clear(), full.end = [] { pthread_exit(nullptr); };
-   std::thread([&] { bad << dmac; }).join();
-   EXPECT_TRUE(bad.bad());
+   const EthAddr low(1, 35, 69, 103, 137, 171), high(205, 239, 16, 50, 84, 118); // every digit, on both sides
+   expectSame([&](std::ostream& os) { os << low << Zorva::FMT<bool>{true} << high << Zorva::FMT<bool>{false}; },
+              [](std::ostream& os) {
+                 os << "01:23:45:67:89:ab"
+                    << "true"
+                    << "cd:ef:10:32:54:76"
+                    << "false";
+              },
+              streamChanges());
 }
 
 // A nested row in front of the arrays, of which one stands alone.
