@@ -22,7 +22,7 @@ static const Options quick{
 template <class Row>
 static std::string valueOf(const Row& row)
 {
-   const Bytes bytes = Zorva::canonicalBytes<Row>(row);
+   const Bytes bytes = row.isNull() ? Bytes() : Zorva::canonicalBytes<Row>(row);
    return {bytes.begin(), bytes.end()};
 }
 
@@ -64,12 +64,10 @@ struct Told
    {
       return follower_.poll(patience, [&](const Row& before, const Row& after) {
          const std::string key = std::to_string((before.isNull() ? after : before).id());
-         const auto held = told_.find(key);
-         EXPECT_EQ(held == told_.end() ? "" : held->second, before.isNull() ? "" : valueOf(before)) << key;
-         if (after.isNull())
+         std::string& told = told_[key]; // nothing for a row that is not there
+         EXPECT_EQ(told, valueOf(before)) << key;
+         if ((told = valueOf(after)).empty())
             told_.erase(key);
-         else
-            told_[key] = valueOf(after);
       });
    }
 
