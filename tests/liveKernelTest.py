@@ -46,20 +46,14 @@ def lines_of(name):
     return [line for line in text.splitlines() if line and not line.startswith("#")]
 
 
-def rules_of(name):
-    """The rules of a grammar: the texts of each, and their weights."""
-    rules = {}
-    for rule, weight, *text in (line.split(" ", 2) for line in lines_of(name)):
-        texts, weights = rules.setdefault(rule, ([], []))
-        texts.append("".join(text))
-        weights.append(float(weight))
-    return rules
+GRAMMAR = [(line.split(" ", 2) + [""])[:3] for line in lines_of("random.grammar")]
+GRAMMAR.append(["other-namespace", 1, f"{NETNS}-other"])
 
 
-def drawn(rng, rules, rule):
-    """One of the texts of a rule, and so on for the rules in it."""
-    text, = rng.choices(*rules[rule])
-    text = re.sub(r"{([a-z-]+)}", lambda inner: drawn(rng, rules, inner[1]), text)
+def drawn(rng, rule):
+    """One of the texts of a rule of the grammar, and so on for the rules in it."""
+    weights, texts = zip(*((float(weight), text) for of, weight, text in GRAMMAR if of == rule))
+    text = re.sub(r"{([a-z-]+)}", lambda inner: drawn(rng, inner[1]), *rng.choices(texts, weights))
     return re.sub(r"{(\d+)\.\.(\d+)}", lambda bounds: str(rng.randint(int(bounds[1]), int(bounds[2]))), text)
 
 
@@ -245,21 +239,21 @@ class LiveKernel(unittest.TestCase):
         refused = [kind for kind in KINDS if "Unknown device" in ip("link", "add", "try", "type", kind).stderr]
         print(f"seed {SEED}; devices that this kernel does not have: {', '.join(refused) or 'none'}")
         ip("link", "del", "try")
-        rng, rules = random.Random(SEED), rules_of("random.grammar")
-        rules["other-namespace"] = [f"{NETNS}-other"], [1]
-        batch(rules["setup"][0])
+        rng = random.Random(SEED)
+        batch([text for rule, _, text in GRAMMAR if rule == "setup"])
         run("ip", "netns", "add", f"{NETNS}-other")
         self.addCleanup(run, "ip", "netns", "del", f"{NETNS}-other")
         watch, taken, most = self.watch(), 0, 0
         for _ in range(PAUSES):
-            chosen = [drawn(rng, rules, "command") for _ in range(OPERATIONS_A_PAUSE)]
+            chosen = [drawn(rng, "command") for _ in range(OPERATIONS_A_PAUSE)]
             taken += batch(chosen)
             most = max(most, len(watch.rows))
             with self.subTest(chosen):
                 self.assert_same(watch)
-            run("bridge", "-n", NETNS, "fdb", "add", drawn(rng, rules, "mac"), "dev", "vx0", "dst", "203.0.113.9")
+            run("bridge", "-n", NETNS, "fdb", "add", drawn(rng, "mac"), "dev", "vx0", "dst", "203.0.113.9")
             run("ip", "-n", f"{NETNS}-other", "link", "set", "e1", "netns", NETNS)
-            batch([f"link set {name} up" for name in (*rules["device"][0], "p1", "p2", "p3") if rng.random() < 0.8])
+            batch([f"link set {name} up" for rule, _, name in GRAMMAR
+                   if rule in ("device", "peer") and rng.random() < 0.8])
         print(f"{taken} of {PAUSES * OPERATIONS_A_PAUSE} operations taken, up to {most} rows, {len(watch.lines)} lines")
         self.assertGreater(taken, PAUSES * OPERATIONS_A_PAUSE / 2)
         self.assertEqual(watch.stop(), 0)
