@@ -28,10 +28,7 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
    const std::size_t rowEnd = checkedRowLength();
    for (auto one = slots.begin(); one != slots.end(); ++one) {
       const Internal::Area area = slotAt(*one).area();
-      if (area.isEmpty())
-         continue;
-      if (area.faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none)
-         Internal::throwOutsideBuffer(area.begin, area.length(), rowEnd);
+      area.check(baseRowLength, rowEnd);
       for (auto other = slots.begin(); other != one; ++other)
          if (area.overlaps(slotAt(*other).area()))
             ZoOutOfRange::throwException("the data of the slots at offsets " + std::to_string(*other) + " and " +

@@ -40,6 +40,7 @@ public:
    /// `ops` are those of index 0; `multiplier` is odd and unpredictable.
    HashIndex(std::shared_ptr<RowOpsBase> ops, std::uint64_t multiplier) : ops_(std::move(ops)), multiplier_(multiplier)
    {
+      grow(4);
    }
 
    RowOpsBase& ops() const noexcept { return *ops_; }
@@ -93,7 +94,7 @@ public:
    }
 
    /// Gives up the row in an entry for one with the same key.
-   void replace(std::size_t at, const BaseRow& row) noexcept { entries_[at].replace(row); }
+   void replace(std::size_t at, const BaseRow& row) noexcept { static_cast<BaseRow&>(entries_[at]) = row; }
 
    /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
    void remove(std::size_t gap) noexcept
@@ -155,8 +156,6 @@ private:
 
       std::uint32_t hash() const noexcept { return hash_; }
 
-      void replace(const BaseRow& row) noexcept { BaseRow::operator=(row); }
-
       /// Takes the row out of `from`, which is free then.
       void take(Entry& from) noexcept
       {
@@ -194,33 +193,23 @@ private:
          madvise(static_cast<char*>(memory) + skipped, (size - skipped) / hugePage * hugePage, MADV_HUGEPAGE);
    }
 
-   /// 2 to the power of `bits` entries.
-   static std::vector<Entry> freeEntries(unsigned bits)
+   /// Makes it 2 to the power of `bits` entries.
+   void grow(unsigned bits)
    {
+      if (bits > hashBits)
+         throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
       const std::size_t count = std::size_t{1} << bits;
+      std::vector<unsigned char> tags(count + tagsAtOnce, freeTag);
       std::vector<Entry> entries;
       entries.reserve(count);
       adviseHugePages(entries.data(), count * sizeof(Entry));
       const BaseRowCounters before = BaseRow::baseRowCounters;
       entries.resize(count);
       BaseRow::baseRowCounters = before; // free entries are nobody's rows
-      return entries;
-   }
-
-   static std::vector<unsigned char> freeTags(unsigned bits)
-   {
-      return std::vector<unsigned char>((std::size_t{1} << bits) + tagsAtOnce, freeTag);
-   }
-
-   void grow(unsigned bits)
-   {
-      if (bits > hashBits)
-         throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
-      std::vector<unsigned char> tags = freeTags(bits);
-      std::vector<Entry> old = std::exchange(entries_, freeEntries(bits));
-      tags_ = std::move(tags);
+      entries_.swap(entries);
+      tags_.swap(tags);
       bits_ = bits;
-      for (Entry& entry : old) {
+      for (Entry& entry : entries) {
          if (entry.isNull())
             continue;
          const std::size_t at = freeFrom(home(entry.hash()));
@@ -276,9 +265,9 @@ private:
 
    std::shared_ptr<RowOpsBase> ops_;
    std::uint64_t multiplier_;
-   unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
-   std::vector<Entry> entries_ = freeEntries(bits_);
-   std::vector<unsigned char> tags_ = freeTags(bits_); ///< of the entries, and once more of the first of them
+   unsigned bits_ = 0; ///< the number of entries is 2 to the power of it
+   std::vector<Entry> entries_;
+   std::vector<unsigned char> tags_; ///< of the entries, and once more of the first of them
    std::size_t size_ = 0;
    std::size_t end_ = 0;
 };

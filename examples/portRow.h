@@ -42,16 +42,7 @@ public:
 
 std::ostream& operator<<(std::ostream& os, const PortRow& row);
 
-class PortRowRowOps_KEY : public Zorva::RowOpsBase
-{
 #define ZORVA_ROW PortRow
-#include "rowtype/keyOpsMembers.inc"
-};
-
-class PortRowRowOpsGenerator final : public Zorva::RowOpsGenerator
-{
-#define ZORVA_ROW PortRow
-#include "rowtype/generatorMembers.inc"
-};
+#include "rowtype/rowOpsClasses.inc"
 
 } // namespace Examples

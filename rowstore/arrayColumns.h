@@ -23,6 +23,19 @@
 #include "rowstore/baseRow.h"
 #include "rowstore/decimal.h"
 
+namespace Zorva::Internal {
+
+/// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
+template <class T>
+inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
+{
+   constexpr len_t keptBits = 0xe000;
+   store<len_t>(at, static_cast<len_t>((load<len_t>(at) & keptBits) | value.size()));
+   std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
+}
+
+} // namespace Zorva::Internal
+
 namespace Zorva {
 
 /// A read-only view of one array column of one row: where the array's header lies, and how many bytes the slot named
@@ -137,11 +150,8 @@ public:
 
    /// Whether the range, another view for example, has the same elements in the same order.
    template <std::ranges::input_range R>
-      requires std::equality_comparable_with<T, std::ranges::range_reference_t<R>>
-   friend bool operator==(const ArrayReference& array, R&& range)
-   {
-      return std::ranges::equal(array, range);
-   }
+   requires std::equality_comparable_with<T, std::ranges::range_reference_t<R>>
+   friend bool operator==(const ArrayReference& array, R&& range) { return std::ranges::equal(array, range); }
 
    static constexpr len_t countMask = maxArrayElements; ///< all bits of the count
 
@@ -200,23 +210,6 @@ std::string BaseRow::aryColumnToString(len_t offset) const
 {
    return arrayColumn<T>(offset).toString();
 }
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
-template <class T>
-inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
-{
-   constexpr len_t keptBits = 0xe000;
-   store<len_t>(at, static_cast<len_t>((load<len_t>(at) & keptBits) | value.size()));
-   std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
-}
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
 
 template <class T, ContiguousRangeOf<T> R>
 inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)

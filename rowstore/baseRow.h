@@ -33,6 +33,13 @@
 #include "rowstore/rowBuf.h"
 #include "rowstore/slot.h"
 
+namespace Zorva::Internal {
+
+/// The text of a null row, of whatever type.
+inline constexpr std::string_view nullRowText = "len: 0, NULL";
+
+} // namespace Zorva::Internal
+
 namespace Zorva {
 
 /// A contiguous range of T that is not a vector: what the array writers take beside vectors.
@@ -42,17 +49,6 @@ concept ContiguousRangeOf = std::ranges::contiguous_range<const R> && std::range
 
 /// The offsets of a row type's variable-column-table slots, in column order.
 using vcdType = std::vector<len_t>;
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// The text of a null row, of whatever type.
-inline constexpr std::string_view nullRowText = "len: 0, NULL";
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
 
 /// A table row of any type, and the base class of the row types: a handle of 24 bytes that shares its bytes with its
 /// copies until one of them is written. Columns are read and written by their offsets; row types know their own.
@@ -92,7 +88,7 @@ public:
    {
       if (this != &other) {
          rowBuf_ = other.rowBuf_;
-         copyPlaceAndFlags(other);
+         copyPositionAndFlags(other);
          ++baseRowCounters.copyAssign;
       }
       return *this;
@@ -103,7 +99,7 @@ public:
    {
       if (this != &other) {
          rowBuf_ = std::move(other.rowBuf_);
-         copyPlaceAndFlags(other);
+         copyPositionAndFlags(other);
          ++baseRowCounters.moveAssign;
       }
       return *this;
@@ -236,9 +232,9 @@ public:
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
    /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Below 4, `fdLen`
    /// clears just so many bytes, and what it leaves of the header stays. Throws ZoNullRow; raises a debug assertion
-   /// when `fdLen` does not fit the buffer (false where the handler returns); throws ZoPermissionViolation, ZoOutOfRange
-   /// when the row length does not fit the buffer; then std::bad_alloc or Halvo::MemoryResourceException. All leave the
-   /// row unchanged.
+   /// when `fdLen` does not fit the buffer (false where the handler returns); throws ZoPermissionViolation,
+   /// ZoOutOfRange when the row length does not fit the buffer; then std::bad_alloc or Halvo::MemoryResourceException.
+   /// All leave the row unchanged.
    inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
@@ -380,8 +376,8 @@ protected:
    void updateFixElemArray(len_t offset, len_t fdLen, const std::vector<T>& value);
 
    /// Drops the bytes of the variable data area that no slot names, after a private copy if the bytes are shared or a
-   /// view. The buffer keeps its capacity. Throws as a private copy, ZoPermissionViolation, ZoOutOfRange when the row is
-   /// shorter than `baseRowLength` or a listed slot lies outside it, and leaves the row as it was.
+   /// view. The buffer keeps its capacity. Throws as a private copy, ZoPermissionViolation, ZoOutOfRange when the row
+   /// is shorter than `baseRowLength` or a listed slot lies outside it, and leaves the row as it was.
    inline void compactRow(len_t baseRowLength);
 
    /// Sets `value` to the null value of its type. Defined by the row database core for EthAddr.
@@ -424,21 +420,14 @@ protected:
    bool readOnly_ = false;
 
 private:
-   struct CopyTag
-   {
-   };
-
    // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
    // pointer of the base, and then that of the row type over it.
-   BaseRow(RowBufHandle&& buffer, const BaseRow& place) noexcept
-      : rowBuf_(std::move(buffer)), rowOffset_(place.rowOffset_), subRow_(place.subRow_), readOnly_(place.readOnly_)
+   BaseRow(RowBufHandle&& buffer, const BaseRow& from) noexcept
+      : rowBuf_(std::move(buffer)), rowOffset_(from.rowOffset_), subRow_(from.subRow_), readOnly_(from.readOnly_)
    {
    }
 
-   BaseRow(CopyTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
-   {
-      ++baseRowCounters.lengthCtor;
-   }
+   explicit BaseRow(RowBufHandle&& buffer) noexcept : rowBuf_(std::move(buffer)) { ++baseRowCounters.lengthCtor; }
 
    [[noreturn]] [[gnu::noinline]] static void throwNullRow() { ZoNullRow::throwException("null row"); }
 
@@ -452,7 +441,7 @@ private:
       ZoPermissionViolation::throwException("Attempting to modify read-only row");
    }
 
-   void copyPlaceAndFlags(const BaseRow& other) noexcept
+   void copyPositionAndFlags(const BaseRow& other) noexcept
    {
       rowOffset_ = other.rowOffset_;
       subRow_ = other.subRow_;
@@ -497,12 +486,12 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
    if (length != bytes.size())
       ZoOutOfRange::throwException("row length " + std::to_string(length) + " in the header of " +
                                    std::to_string(bytes.size()) + " bytes");
-   return BaseRow(CopyTag{}, bytes.data(), length);
+   return BaseRow(RowBufHandle::copyOf(bytes.data(), length));
 }
 
 inline BaseRow BaseRow::clone() const
 {
-   BaseRow copy = isNull() ? BaseRow() : BaseRow(CopyTag{}, header(), checkedRowLength());
+   BaseRow copy = isNull() ? BaseRow() : BaseRow(RowBufHandle::copyOf(header(), checkedRowLength()));
    BaseRow moved(std::move(copy)); // counts as a move
    return moved;
 }

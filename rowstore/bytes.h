@@ -95,9 +95,9 @@ inline void store(unsigned char* at, const T& value) noexcept
 
 /// The T that lies at `at`, in place: for types made of bytes, which need no alignment.
 template <class T>
-   requires(alignof(T) == 1 && std::is_trivially_copyable_v<T>)
 [[nodiscard]] inline T& inPlace(unsigned char* at) noexcept
 {
+   static_assert(alignof(T) == 1 && std::is_trivially_copyable_v<T>);
    return *reinterpret_cast<T*>(at);
 }
 

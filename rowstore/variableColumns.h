@@ -35,12 +35,11 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
    const std::size_t rowEnd = checkedRowLength();
    std::size_t total = baseRowLength;
    for (const len_t offset : vcd()) {
-      const VColType slot = slotAt(offset);
-      if (offset == emptied || slot.isEmpty())
+      const Internal::Area area = slotAt(offset).area();
+      if (offset == emptied)
          continue;
-      if (slot.area().faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none) [[unlikely]]
-         Internal::throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
-      total += slot.dataLength();
+      area.check(baseRowLength, rowEnd);
+      total += area.length();
    }
    return total;
 }

@@ -29,14 +29,12 @@ inline constexpr bool initialises<Type::row, V> = std::same_as<V, AbsentRow>; //
 
 /// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
 template <class V>
-constexpr std::size_t variableRoom(const V&) noexcept
+constexpr std::size_t variableRoom([[maybe_unused]] const V& value) noexcept
 {
-   return 0;
-}
-template <class T>
-constexpr std::size_t variableRoom(const std::vector<T>& value) noexcept
-{
-   return arrayHeaderLength + value.size() * sizeof(T);
+   if constexpr (initialises<Type::arrayOfU32, V>)
+      return arrayHeaderLength + value.size() * sizeof(std::uint32_t);
+   else
+      return 0;
 }
 
 /// The room that a row of Table's type with these values takes, in bytes: the fixed part and every array. Wide, since
@@ -46,22 +44,6 @@ constexpr std::size_t roomFor(const V&... values) noexcept
 {
    return (std::size_t{Table.fixedLength} + ... + variableRoom(values));
 }
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
-
-/// The buffer size for such a row: the room it takes or, when no row has that, the fixed part alone.
-template <const auto& Table, class... V>
-len_t rowCapacity(const V&... values) noexcept
-{
-   const std::size_t room = Internal::roomFor<Table>(values...);
-   return room > maxRowLength ? Table.fixedLength : static_cast<len_t>(room);
-}
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
 
 /// Stores the values column by column, growing the row as they come: for values that the buffer has no room for.
 template <const auto& Table, class... V>
@@ -77,6 +59,14 @@ void storeOneByOne(BaseRow& row, const V&... values)
 } // namespace Zorva::Internal
 
 namespace Zorva {
+
+/// The buffer size for such a row: the room it takes or, when no row has that, the fixed part alone.
+template <const auto& Table, class... V>
+len_t rowCapacity(const V&... values) noexcept
+{
+   const std::size_t room = Internal::roomFor<Table>(values...);
+   return room > maxRowLength ? Table.fixedLength : static_cast<len_t>(room);
+}
 
 /// Stores one value per column into `row`, whose fresh buffer of zero bytes is `buffer`, at least the fixed part, with
 /// the row length already written. A buffer of rowCapacity(values...) bytes takes them in one pass; in a smaller one

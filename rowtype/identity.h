@@ -9,22 +9,6 @@
 
 #include "rowtype/columnTable.h"
 
-namespace Zorva {
-
-/// Folds `value` into `hash`: one step of the 64-bit variant of MurmurHash2 by Austin Appleby, with an addend.
-[[nodiscard]] constexpr std::uint64_t hashCombine(std::uint64_t hash, std::uint64_t value) noexcept
-{
-   constexpr std::uint64_t multiplier = 0xC6A4A7935BD1E995;
-   value *= multiplier;
-   value ^= value >> 47;
-   value *= multiplier;
-   hash ^= value;
-   hash *= multiplier;
-   return hash + 0xE6546B64;
-}
-
-} // namespace Zorva
-
 namespace Zorva::Internal {
 
 /// Folds an array element into `seed`: the golden-ratio step of boost::hash_combine in 64 bits.
@@ -38,6 +22,18 @@ inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
 } // namespace Zorva::Internal
 
 namespace Zorva {
+
+/// Folds `value` into `hash`: one step of the 64-bit variant of MurmurHash2 by Austin Appleby, with an addend.
+[[nodiscard]] constexpr std::uint64_t hashCombine(std::uint64_t hash, std::uint64_t value) noexcept
+{
+   constexpr std::uint64_t multiplier = 0xC6A4A7935BD1E995;
+   value *= multiplier;
+   value ^= value >> 47;
+   value *= multiplier;
+   hash ^= value;
+   hash *= multiplier;
+   return hash + 0xE6546B64;
+}
 
 /// What an array column feeds into a row hash: its elements folded in order, the low 32 bits of the result. 0 for an
 /// empty array.
@@ -102,17 +98,12 @@ std::weak_ordering keyOrder(const BaseRow& a, const BaseRow& b)
                                  : std::weak_ordering::equivalent;
 }
 
-/// Whether the array columns I and I + 1 are hashed together.
-template <const auto& Table, std::size_t I>
-consteval bool beginsArrayPair()
+/// Whether the array columns i and i + 1 are hashed together.
+template <const auto& Table>
+consteval bool beginsArrayPair(std::size_t i)
 {
-   if constexpr (I + 1 < Table.size() && Table.columns[I].type == Type::arrayOfU32 &&
-                 Table.columns[I + 1].type == Type::arrayOfU32) {
-      if constexpr (I > 0)
-         return !beginsArrayPair<Table, I - 1>();
-      return true;
-   }
-   return false;
+   const auto isArray = [](std::size_t column) { return Table.columns[column].type == Type::arrayOfU32; };
+   return i + 1 < Table.size() && isArray(i) && isArray(i + 1) && (i == 0 || !beginsArrayPair<Table>(i - 1));
 }
 
 /// Puts what column I of a row feeds into its content hash at its place in `values`, and the second of a pair of
@@ -121,13 +112,13 @@ template <const auto& Table, std::size_t I>
 void putHashValue(const BaseRow& row, const unsigned char* fixed, std::array<std::uint64_t, Table.size()>& values)
 {
    constexpr Column column = Table.columns[I];
-   if constexpr (beginsArrayPair<Table, I>()) {
+   if constexpr (beginsArrayPair<Table>(I)) {
       const auto pair = arrayColumnHashes(row.arrayColumn<std::uint32_t>(column.offset),
                                           row.arrayColumn<std::uint32_t>(Table.columns[I + 1].offset));
       values[I] = pair[0];
       values[I + 1] = pair[1];
    } else if constexpr (column.type == Type::arrayOfU32) {
-      if constexpr (I == 0 || !beginsArrayPair<Table, I - 1>())
+      if constexpr (I == 0 || !beginsArrayPair<Table>(I - 1))
          values[I] = arrayColumnHash(row.arrayColumn<std::uint32_t>(column.offset));
    } else if constexpr (column.type == Type::row) {
       values[I] = column.nested->hash(row, column.offset);
@@ -213,7 +204,7 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
       if constexpr (column.type == Type::arrayOfU32) {
          ZoNotSupported::throwException("column less not supported for arrays");
       } else if constexpr (column.type == Type::row) {
-            if (column.nested->equal(a, column.offset, b, column.offset))
+         if (column.nested->equal(a, column.offset, b, column.offset))
             return false;
          less = column.nested->less(a, column.offset, b, column.offset);
          return true;

@@ -1,7 +1,7 @@
 // A stream for texts that a function returns: it formats as a fresh string stream of the classic locale does, whatever
-// the global one is. Making a stream takes longer than writing a row, so each thread keeps one, in thread-local storage:
-// nothing on the heap stays when a text is done, and nothing is to be done at the thread's end. What an operator does to
-// a stream, no other text sees: one that is not byte for byte as it was made is made anew.
+// the global one is. Making a stream takes longer than writing a row, so each thread keeps one, in thread-local
+// storage: nothing on the heap stays when a text is done, and nothing is to be done at the thread's end. What an
+// operator does to a stream, no other text sees: one that is not byte for byte as it was made is made anew.
 #pragma once
 
 #include <cstring>
@@ -70,8 +70,8 @@ private:
    char room_[512];
 };
 
-/// The calling thread's stream, for as long as the object lives. A text that is begun while another one is being written
-/// (an operator that writes a column may render a row in turn) has one of its own.
+/// The calling thread's stream, for as long as the object lives. A text that is begun while another one is being
+/// written (an operator that writes a column may render a row in turn) has one of its own.
 class PlainStream
 {
 public:
@@ -106,7 +106,8 @@ private:
       unsigned char osAsMade[sizeof(std::ostream)];
    };
 
-   /// What a thread keeps: a stream that is as it was made, or none. It holds nothing that a destructor would give back.
+   /// What a thread keeps: a stream that is as it was made, or none. It holds nothing that a destructor would give
+   /// back.
    struct Kept
    {
       Stream& begin()
