@@ -1,5 +1,5 @@
-// PortRow, a row type of one's own: a switch port with its VLANs, and the next hop behind it as a nested row. The one to
-// follow: docs/adding-a-row-type.md shows it step by step.
+// PortRow, a row type of one's own: a switch port with its VLANs, and the next hop behind it as a nested row. The one
+// to follow: docs/adding-a-row-type.md shows it step by step.
 #pragma once
 
 #include "routing_types/NexthopInfoRow.h"

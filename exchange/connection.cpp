@@ -25,7 +25,7 @@ namespace {
 constexpr std::size_t maxReplyBytes = std::size_t{256} << 20;
 constexpr int maxReplyElements = 1 << 20;
 
-/// A new piece of the reply under way, in its place; null when memory is short, which ends the reading.
+/// A new piece of the reply under way, linked to its parent; null when memory is short, which ends the reading.
 redisReply* newPiece(const redisReadTask* task, int type) noexcept
 {
    try {
@@ -71,11 +71,11 @@ void* createArray(const redisReadTask* task, int elements) noexcept
    if (elements > maxReplyElements)
       return nullptr;
    const auto count = static_cast<std::size_t>(elements);
-   redisReply** const places = newRoom<redisReply*>(task, count);
-   redisReply* const piece = places == nullptr ? nullptr : newPiece(task, REDIS_REPLY_ARRAY);
+   redisReply** const children = newRoom<redisReply*>(task, count);
+   redisReply* const piece = children == nullptr ? nullptr : newPiece(task, REDIS_REPLY_ARRAY);
    if (piece == nullptr)
       return nullptr;
-   piece->element = places;
+   piece->element = children;
    piece->elements = count;
    return piece;
 }

@@ -63,7 +63,7 @@ std::uint64_t numberIn(std::string_view text);
 /// Text from outside fit to be shown: control characters as "?", and not too long.
 std::string shown(std::string_view text);
 
-/// A file descriptor and its end.
+/// A file descriptor, closed with the object.
 class Socket
 {
 public:

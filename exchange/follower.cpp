@@ -198,7 +198,7 @@ struct FeedFollower::Impl
       }
    }
 
-   /// Files the row that the feed holds under the key, unless it is the one we have.
+   /// Puts the row that the feed holds under the key into the table, unless it is the one we have.
    void take(Key key, std::string_view field, std::string_view value)
    {
       const BaseRow* const held = table_.find(key);

@@ -31,8 +31,8 @@ public:
    FeedPublisher(const FeedPublisher&) = delete;
    FeedPublisher& operator=(const FeedPublisher&) = delete;
 
-   /// Files the row, in place of the one with its key. Throws ZoBadCast for a row of another type or bytes that are no
-   /// row of the type, and as Table::replace; nothing has changed then.
+   /// Inserts the row, in place of the one with its key if there is one. Throws ZoBadCast for a row of another type or
+   /// bytes that are no row of the type, and as Table::replace; nothing has changed then.
    void put(const BaseRow& row);
 
    /// Removes the row with the key of `keyRow`; false when there is none.

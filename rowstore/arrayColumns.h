@@ -40,9 +40,9 @@ namespace Zorva {
 
 /// A read-only view of one array column of one row: where the array's header lies, and how many bytes the slot named
 /// when the view was made. Owns nothing; valid while the row's bytes stay where they are, which any store into the row
-/// may end. The count is read from the header at each call, so a view follows a shorter array that is stored in the
-/// same place; what says more than the named bytes hold is cut to that. Elements are read by value, since they lie at
-/// any address.
+/// may end. The count is read from the header at each call, so a view shows a shorter array that was stored over the
+/// first; a count of more elements than those bytes hold is cut to what they hold. Elements are returned by value,
+/// since they are not aligned.
 ///
 /// Iterators remember positions, not the count: those made before such a store go over the same positions as before,
 /// where elements of the old array may still lie behind the new one's end.
@@ -215,7 +215,7 @@ template <class T, ContiguousRangeOf<T> R>
 inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
-      Internal::contractViolated("fdLen != 0", Internal::arraySetColumnPlace);
+      Internal::contractViolated("fdLen != 0", Internal::arraySetColumnLocation);
    ensurePrivate();
    updateFixElemArray<T>(offset, fdLen, std::span<const T>(std::ranges::data(value), std::ranges::size(value)));
 }
@@ -244,9 +244,9 @@ void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> v
       return;
    }
    const auto length = static_cast<len_t>(Internal::arrayDataLength(value.size(), sizeof(T)));
-   const len_t place = makeFreeSpace(slotAt(offset), length, fdLen);
-   Internal::storeArray(header() + place, value);
-   slotAt(offset).fieldsAre(place, length, true);
+   const len_t dataOffset = makeFreeSpace(slotAt(offset), length, fdLen);
+   Internal::storeArray(header() + dataOffset, value);
+   slotAt(offset).fieldsAre(dataOffset, length, true);
 }
 
 } // namespace Zorva

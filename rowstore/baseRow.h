@@ -312,8 +312,8 @@ protected:
    bool mayWriteInPlace() const noexcept { return rowBuf_.isSoleOwner() && !subRow_; }
 
    /// The private copy: a new buffer with exactly this row's bytes, position 0, no longer a view; read-only stays.
-   /// Throws ZoNullRow, ZoOutOfRange for a row length that lies, std::bad_alloc or Halvo::MemoryResourceException,
-   /// and keeps the old buffer then.
+   /// Throws ZoNullRow, ZoOutOfRange for a row length that leaves the buffer, std::bad_alloc or
+   /// Halvo::MemoryResourceException, and keeps the old buffer then.
    [[gnu::noinline]] void unshareContents()
    {
       const len_t length = checkedRowLength();
@@ -329,8 +329,9 @@ protected:
          unshareContents();
    }
 
-   /// readColumn(offset) for a column within the first `fixedLength` bytes of the row, which the caller vouches for:
-   /// one test for them all serves every column that is read in a row; where it fails, the column's own decides.
+   /// readColumn(offset) for a column within the first `fixedLength` bytes of the row, which the caller guarantees.
+   /// Compilers merge the bounds checks of several columns, as they are the same; where it fails, the column's own
+   /// check decides.
    template <FixedColumnType T>
    [[gnu::always_inline]] T readColumn(len_t offset, len_t fixedLength) const
    {
@@ -347,7 +348,7 @@ protected:
    inline void updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray);
 
    /// Makes room for `length` bytes of the column whose slot is `slot` (inside this row's bytes) and returns the
-   /// offset where they go: the old place if they fit there, else behind the row, after a compaction if the column
+   /// offset where they go: the old data's if they fit there, else behind the row, after a compaction if the column
    /// had data and the row type is known. Grows the buffer by what is missing, so every address into the row is
    /// stale afterwards. The row must own its buffer alone. `baseRowLength` 0 stops the process. Throws
    /// ZoPermissionViolation, ZoOutOfRange, Halvo::MemoryResourceException and leaves row and slot as they were.
@@ -361,7 +362,7 @@ protected:
    /// its data lie outside the row.
    inline std::size_t compactedLength(len_t emptied, len_t baseRowLength) const;
 
-   /// Empties a slot and, if told to, compacts the row; returns the row length that results and does not store it.
+   /// Empties a slot and, if `compacts`, compacts the row; returns the row length that results and does not store it.
    /// When the compaction throws, the slot is as before.
    inline len_t giveUpArea(len_t slotOffset, len_t baseRowLength, bool compacts);
 
@@ -420,8 +421,8 @@ protected:
    bool readOnly_ = false;
 
 private:
-   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
-   // pointer of the base, and then that of the row type over it.
+   // The owner is counted before construction begins. Otherwise compilers store the base class's vtable pointer, which
+   // that atomic operation keeps them from leaving out, and then the row type's over it.
    BaseRow(RowBufHandle&& buffer, const BaseRow& from) noexcept
       : rowBuf_(std::move(buffer)), rowOffset_(from.rowOffset_), subRow_(from.subRow_), readOnly_(from.readOnly_)
    {
@@ -516,7 +517,7 @@ inline bool BaseRow::rowEqual(const BaseRow& other) const
 
 } // namespace Zorva
 
-// The remaining members, one concern a file.
+// The definitions of the other members.
 #include "rowstore/arrayColumns.h"    // IWYU pragma: export
 #include "rowstore/columnIdentity.h"  // IWYU pragma: export
 #include "rowstore/fixedColumns.h"    // IWYU pragma: export

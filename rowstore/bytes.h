@@ -1,5 +1,5 @@
-// The only door to row memory: unaligned little-endian loads and stores, and the bounds check that stands before
-// them. Owns nothing. Row bytes are never accessed through pointers to wider types, so no access needs alignment.
+// The only access to row memory: unaligned little-endian loads and stores, and the bounds check made before them.
+// Owns nothing. Row bytes are never accessed through pointers to wider types, so no access needs alignment.
 #pragma once
 
 #include <bit>

@@ -1,13 +1,14 @@
-// Text straight into a stream's buffer, only where that cannot be told from inserting it: into the room that the buffer
-// has at hand, where std::streambuf::sputc() stores a character and calls nobody. Nothing can fail or be flushed there,
-// so neither state nor exceptions are in play; everything else is for the stream's own operators:
+// Text written straight into the put area of a stream's buffer, where that has the same effect as inserting it: while
+// the put area has room, std::streambuf::sputc() only stores a character and calls no virtual function. Nothing can
+// fail or be flushed there, so neither the stream's state nor its exceptions matter; all else is left to the stream's
+// own operators:
 //
 //    if (char* const at = roomForText(os, text.size()))
 //       textEndIs(os, copyText(at, text));
 //    else
 //       os << text;
 //
-// A buffer class of one's own cannot tell either, if its xsputn() does what sputc() does, as the language has it.
+// The same holds for users' own buffer classes, if their xsputn() has the effect of sputc(), as the standard requires.
 #pragma once
 
 #include <cstddef>

@@ -65,13 +65,13 @@ struct Area
    return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
 }
 
-// The refusals are functions of their own: the tests before them stay small and need no stack protector.
+// The failing branches are functions of their own: the inlined checks stay small and need no stack protector.
 
 [[gnu::noinline]] inline void raiseDataTooLong(bool isArray)
 {
    Internal::raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
                                     std::to_string(maxVariableLength) + " bytes",
-                                 Internal::updateVCTPlace);
+                                 Internal::updateVCTLocation);
 }
 
 [[noreturn]] [[gnu::noinline]] inline void throwArrayTooLong(std::size_t count)

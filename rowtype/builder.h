@@ -1,4 +1,4 @@
-// Building a row: all columns written in one pass into a fresh buffer, which no check can refuse. Used by the value
+// Building a row: all columns written in one pass into a new buffer, where no check can fail. Used by the value
 // constructors of row types; header-only, so a caller that builds many rows may inline it.
 #pragma once
 
@@ -71,7 +71,7 @@ len_t rowCapacity(const V&... values) noexcept
 /// Stores one value per column into `row`, whose fresh buffer of zero bytes is `buffer`, at least the fixed part, with
 /// the row length already written. A buffer of rowCapacity(values...) bytes takes them in one pass; in a smaller one
 /// the row grows as they come. Throws what storing an array that is too long throws; the row is to be dropped then.
-/// Always inlined: a call would pass the address of every value through memory.
+/// Always inlined: a call would have every value stored in memory to pass its address.
 ///
 ///   bytes  | length | type | fixed columns and slots | first array | second array | ...
 template <const auto& Table, class... V>

@@ -1,5 +1,5 @@
 // The column table: a row type's columns, once, in order. Offsets, the fixed length, the slot list, the type
-// signature, the accessors' places, identity, rendering and checks all follow from it.
+// signature, the accessors' offsets, identity, rendering and checks all follow from it.
 //
 //   inline constexpr auto exampleColumns = Zorva::layOut({{"id", Zorva::Type::u32, Zorva::key},
 //                                                         {"port", Zorva::Type::arrayOfU32}});

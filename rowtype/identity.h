@@ -15,7 +15,7 @@ namespace Zorva::Internal {
 inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
 {
    element += 0x9E3779B9;
-   asm("" : "+r"(element)); // compilers would regroup the sum, and the chain through seed take five cycles, not four
+   asm("" : "+r"(element)); // no reassociation: it makes the dependency chain through seed five cycles, not four
    seed ^= (seed << 6) + (seed >> 2) + element;
 }
 
@@ -49,7 +49,8 @@ namespace Zorva {
 
 namespace Zorva::Internal {
 
-/// What two array columns feed into a row hash. Neither fold waits for the other: together they take the time of one.
+/// What two array columns feed into a row hash. The two dependency chains run in parallel: together they take the time
+/// of one.
 [[nodiscard]] inline std::array<std::uint64_t, 2> arrayColumnHashes(const ArrayReference<std::uint32_t>& a,
                                                                     const ArrayReference<std::uint32_t>& b) noexcept
 {
@@ -106,8 +107,8 @@ consteval bool beginsArrayPair(std::size_t i)
    return i + 1 < Table.size() && isArray(i) && isArray(i + 1) && (i == 0 || !beginsArrayPair<Table>(i - 1));
 }
 
-/// Puts what column I of a row feeds into its content hash at its place in `values`, and the second of a pair of
-/// arrays with the first. The row's checked fixed part is at `fixed`.
+/// Stores what column I of a row feeds into its content hash in values[I]; the first of a pair of arrays also stores
+/// the second one's. The row's checked fixed part is at `fixed`.
 template <const auto& Table, std::size_t I>
 void putHashValue(const BaseRow& row, const unsigned char* fixed, std::array<std::uint64_t, Table.size()>& values)
 {
@@ -133,7 +134,7 @@ std::uint64_t contentHash(const BaseRow& row)
 {
    const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
    return withColumns<Table>([&](auto... i) {
-      // All values first: a call in mid-chain would cut the chain's overlap with the loads.
+      // All values first: a call between the steps would keep the dependency chain from overlapping with the loads.
       std::array<std::uint64_t, Table.size()> values;
       (putHashValue<Table, i>(row, fixed, values), ...);
       std::uint64_t hash = 0;

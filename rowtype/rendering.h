@@ -4,10 +4,10 @@
 //   JSON   {"genId":1, "entryHandle":2, "valid":true, ..., "dmac":"02:00:00:00:00:01", ..., "member":[1,2,3]}
 //
 // A row is inserted into a stream piece by piece: what closes the value before, the separator, the name with what
-// follows it, the value; in that stream's formatting, bool and addresses by the row database's own operators. Where a
-// run of names and numbers only has to be stored, its pieces, joined at compile time, go straight into the room that
-// the stream's buffer has, which nobody can tell from inserting them; every run begins with asking. toString() and
-// toJson() insert into a plain stream, whatever the global locale. Rendering only reads the row.
+// follows it, the value; in that stream's formatting, bool and addresses by the row database's own operators. A run of
+// names and numbers, its pieces joined at compile time, goes straight into the stream buffer's put area where that has
+// the same effect (rowstore/putArea.h), which is checked for each run. toString() and toJson() insert into a plain
+// stream, whatever the global locale. Rendering only reads the row.
 #pragma once
 
 #include <algorithm>
