@@ -26,6 +26,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/export.h"
@@ -108,12 +109,7 @@ public:
       reference operator*() const;
       pointer operator->() const { return &**this; }
       const_iterator& operator++();
-      const_iterator operator++(int)
-      {
-         const_iterator before = *this;
-         ++*this;
-         return before;
-      }
+      const_iterator operator++(int) { return std::exchange(*this, ++const_iterator(*this)); }
       friend bool operator==(const const_iterator&, const const_iterator&) noexcept = default;
 
    private:

@@ -2,7 +2,7 @@
 #include <charconv>
 #include <cstdlib>
 
-#include "exchange/server.h"
+#include "exchange/connection.h"
 
 namespace Zorva::Exchange {
 
@@ -44,11 +44,9 @@ std::string decoded(std::string_view text)
 template <class Number>
 Number number(std::string_view text, const char* what)
 {
-   Number value{};
-   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-   if (error != std::errc() || end != text.data() + text.size())
-      refuse(std::string("no number as ") + what);
-   return value;
+   if (const std::optional<Number> number = wholeNumber<Number>(text))
+      return *number;
+   refuse(std::string("no number as ") + what);
 }
 
 } // namespace

@@ -55,11 +55,6 @@ def zorva_address(memory):
         return memory.hex(":")
 
 
-def zorva_plain(type_):
-    """The type without references, typedefs and qualifiers."""
-    return gdb.types.get_basic_type(type_)
-
-
 def zorva_lineage(type_):
     """The types from a row's class down to BaseRow, none if it is not a row."""
     lineage = []
@@ -70,7 +65,7 @@ def zorva_lineage(type_):
         bases = [field.type for field in type_.fields() if field.is_base_class]
         if not bases:
             break
-        type_ = zorva_plain(bases[0])
+        type_ = gdb.types.get_basic_type(bases[0])
     return []
 
 
@@ -140,7 +135,7 @@ class ZorvaBufferPrinter:
     def __init__(self, value):
         self.memory = b""
         try:
-            handle = zorva_plain(value.type).name == "Zorva::RowBufHandle"
+            handle = gdb.types.get_basic_type(value.type).name == "Zorva::RowBufHandle"
             block = zorva_block(value) if handle else None
             if handle and not block:
                 self.text = "no buffer"
@@ -189,7 +184,7 @@ class ZorvaArrayPrinter:
 
     def __init__(self, value):
         self.size = 0
-        self.element = zorva_plain(value.type).template_argument(0)
+        self.element = gdb.types.get_basic_type(value.type).template_argument(0)
         try:
             self.header, length = int(value["header_"]), int(value["dataLength_"])
             if self.header:
@@ -222,7 +217,7 @@ class ZorvaRowPrinter:
     def __init__(self, value):
         is_reference = value.type.strip_typedefs().code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF)
         self.value = value.referenced_value() if is_reference else value
-        lineage = zorva_lineage(zorva_plain(value.type))
+        lineage = zorva_lineage(gdb.types.get_basic_type(value.type))
         self.base = lineage[-1]
         self.classes = self.dynamic_classes() or [type_.name for type_ in lineage]
         self.name = self.classes[0]
@@ -354,7 +349,7 @@ class ZorvaRowPrinter:
 
 def zorva_printer(value):
     """The printer for a value, None if it is not of this library."""
-    plain = zorva_plain(value.type)
+    plain = gdb.types.get_basic_type(value.type)
     if plain.code != gdb.TYPE_CODE_STRUCT:
         return None
     name = plain.name or ""

@@ -160,14 +160,6 @@ private:
    len_t dataLength_ = 0;                  ///< at least arrayHeaderLength where there is a header
 };
 
-} // namespace Zorva
-
-/// Iterators outlive the view they come from: they point into the row's bytes.
-template <class T>
-inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T>> = true;
-
-namespace Zorva {
-
 template <class T>
 inline std::string ArrayReference<T>::toString() const
 {
@@ -250,3 +242,7 @@ void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> v
 }
 
 } // namespace Zorva
+
+/// Iterators outlive the view they come from: they point into the row's bytes.
+template <class T>
+inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T>> = true;

@@ -19,13 +19,12 @@ inline constexpr AbsentRow absentRow;
 
 namespace Zorva::Internal {
 
-/// Whether V may initialise a column of type `type`: its value type, or a vector for an array.
+/// Whether V may initialise a column of type `type`: its value type, a vector for an array, AbsentRow for a nested row
+/// (whoever stores one lays out its bytes).
 template <Type type, class V>
-inline constexpr bool initialises = std::same_as<V, ValueOf<type>>;
-template <class V>
-inline constexpr bool initialises<Type::arrayOfU32, V> = std::same_as<V, std::vector<std::uint32_t>>;
-template <class V>
-inline constexpr bool initialises<Type::row, V> = std::same_as<V, AbsentRow>; // who stores one lays out its bytes
+inline constexpr bool initialises = type == Type::row          ? std::same_as<V, AbsentRow>
+                                    : type == Type::arrayOfU32 ? std::same_as<V, std::vector<std::uint32_t>>
+                                                               : std::same_as<V, ValueOf<type>>;
 
 /// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
 template <class V>

@@ -119,19 +119,16 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
 {
    ColumnTable<N> table{};
    len_t offset = zo_contentOffset;
-   std::size_t keys = 0;
    for (std::size_t i = 0; i < N; ++i) {
-      for (std::size_t j = 0; j < i; ++j)
-         if (columns[j].name == columns[i].name)
-            throw "two columns of one name";
+      if (std::ranges::count(columns, columns[i].name, &Column::name) > 1)
+         throw "two columns of one name";
       if ((columns[i].type == Type::row) != columns[i].nested.isGiven())
          throw "a nested-row column, and no other, names its type";
-      keys += columns[i].isKey();
       table.columns[i] = columns[i];
       table.columns[i].offset = offset;
       offset = table.columns[i].end();
    }
-   if (keys > 1)
+   if (std::ranges::count_if(columns, &Column::isKey) > 1)
       throw "more than one key column";
    table.fixedLength = offset;
    return table;
