@@ -30,6 +30,8 @@ std::string shownFrom(char lowest, std::string_view text)
 
 std::string shownLine(std::string_view message)
 {
+   if (std::ranges::all_of(message, [](char character) { return character >= ' ' && character <= '~'; }))
+      return std::string(message); // as nearly all are
    std::string shown;
    unsigned char before = 0;
    for (const char character : message) {
