@@ -5,7 +5,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <iostream>
 #include <span>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <sys/stat.h>
@@ -196,6 +198,10 @@ void saveRows(const Tables& tables, const std::string& path)
    text += magicEnd;
    forEachRow(tables, [&](const auto& row) { appendRow(text, row); });
 
+   if (path == standardFile) {
+      std::cout << text;
+      return;
+   }
    std::error_code none;
    const std::filesystem::path target = std::filesystem::canonical(path, none); // the file that a link leads to
    if (!none && !std::filesystem::is_regular_file(target))
@@ -205,6 +211,14 @@ void saveRows(const Tables& tables, const std::string& path)
    file.commit();
 }
 
-Tables loadRows(const std::string& path) { return Reader(readFile(path)).read(); }
+Tables loadRows(const std::string& path)
+{
+   if (path != standardFile)
+      return Reader(readFile(path)).read();
+   std::ostringstream text;
+   if (std::cin.peek() != std::istream::traits_type::eof())
+      text << std::cin.rdbuf();
+   return Reader({nameOfFile(path), std::move(text).str()}).read();
+}
 
 } // namespace NexthopRows

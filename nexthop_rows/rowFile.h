@@ -14,9 +14,15 @@
 
 namespace NexthopRows {
 
+/// In place of a path: standard input where rows are loaded, standard output where they are saved.
+inline const std::string standardFile = "-";
+
+/// What the file is called in messages.
+inline std::string nameOfFile(const std::string& path) { return path == standardFile ? "standard input" : path; }
+
 /// Writes all rows to the file, next hops first, each kind in the order of its filing, and puts it in the place of the
 /// one that may be there once it is complete. Throws std::runtime_error, naming the file, when that fails; the old file
-/// is as it was then.
+/// is as it was then. Standard output is left to the caller to flush.
 void saveRows(const Tables& tables, const std::string& path);
 
 /// The rows of the file, filed. Throws BadInput when it cannot be read or is damaged in any way, naming the position

@@ -32,7 +32,7 @@ public:
       std::string text;
       std::istringstream notes(lazy_.out.str());
       for (std::string note; std::getline(notes, note);)
-         text += "! " + note + '\n';
+         text += "! " + note.substr(note.find(": ") + 2) + '\n'; // without the program's name
       lazy_.out.str("");
       return text + changes;
    }

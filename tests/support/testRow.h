@@ -35,16 +35,7 @@ public:
    TestRow& firstIs(const std::vector<std::uint32_t>& v) { return set<"first">(v); }
 };
 
-class TestRowRowOps_KEY : public Zorva::RowOpsBase
-{
 #define ZORVA_ROW TestRow
-#include "rowtype/keyOpsMembers.inc"
-};
-
-class TestRowRowOpsGenerator final : public Zorva::RowOpsGenerator
-{
-#define ZORVA_ROW TestRow
-#include "rowtype/generatorMembers.inc"
-};
+#include "rowtype/rowOpsClasses.inc"
 
 } // namespace Test
