@@ -64,8 +64,8 @@ class Source:
 
     def __init__(self, file):
         text = re.sub(rf'({TEXT.pattern})|//[^\n]*', lambda match: match[1] or ' ' * len(match[0]), text_of(file))
-        self.code = blank(r'static_assert\([^;]*;|concept [^;]*;|\[\[[^]]*\]\]|^ *#(?:[^\n]*\\\n)*[^\n]*|operator[^\w\s]+\(',
-                          text)
+        self.code = blank(r'static_assert\([^;]*;|concept [^;]*;|\[\[[^]]*\]\]|__attribute__\(\(.*?\)\)|'
+                          r'^ *#(?:[^\n]*\\\n)*[^\n]*|operator[^\w\s]+\(', text)
         self.bare = re.sub(TEXT, lambda match: match[0][0] + ' ' * (len(match[0]) - 2) + match[0][0], self.code)
 
     def closing(self, at):
@@ -198,9 +198,10 @@ def in_cpp(file):
     for match in OPERATOR.finditer(bare):
         yield mutant('operator', *match.span(), {**BINARY, **OTHER}[match[0]])
         if match[0] in ('&&', '||'):
-            left, right = source.operand(match.start(), -1), source.operand(match.end(), 1)
-            yield mutant('conjunct', source.stripped(left, match.start())[0], source.stripped(match.end(), right)[0], '')
-            yield mutant('conjunct', source.stripped(left, match.start())[1], source.stripped(match.end(), right)[1], '')
+            left = source.stripped(source.operand(match.start(), -1), match.start())
+            right = source.stripped(match.end(), source.operand(match.end(), 1))
+            yield mutant('conjunct', left[0], right[0], '')
+            yield mutant('conjunct', left[1], right[1], '')
     for match in NUMBER.finditer(bare):
         if re.search(r'\)[\w ]* = $', bare[:match.start()][-30:]):
             continue  # a pure virtual function
@@ -233,7 +234,9 @@ def in_cpp(file):
     for match in re.finditer(r'\b(if|while|for)\b\s*(?:constexpr\s*)?\(', bare):
         spans = source.parts(match.end(), source.closing(match.end() - 1) - 1, ';')
         begin, end = spans[1] if match[1] == 'for' and len(spans) == 3 else spans[-1]
-        if begin == end or match[1] == 'for' and len(spans) != 3 or re.match(r'[\w:<>*& ]+ [&*]*\w+ = ', bare[begin:end]):
+        if begin == end or match[1] == 'for' and len(spans) != 3:
+            continue
+        if re.match(r'[\w:<>*& ]+ [&*]*\w+ = ', bare[begin:end]):  # a declaration
             continue
         for forced in ('true', 'false') if match[1] == 'if' else ('false',):
             if bare[begin:end] != forced:
@@ -243,7 +246,7 @@ def in_cpp(file):
         for forced in ('true', 'false'):
             yield mutant('condition', begin, end, forced)
     for match in re.finditer(r'(?<=[\w>])\((?=[^)])|(?:(?<=return )|(?<== ))\{', bare):
-        if re.search(r'\b(?:if|while|for|switch|catch)\s*(?:constexpr\s*)?$', bare[max(0, match.start() - 20):match.start()]):
+        if re.search(r'\b(?:if|while|for|switch|catch)\s*(?:constexpr\s*)?$', bare[:match.start()][-20:]):
             continue
         end = source.closing(match.start()) - 1
         spans = source.parts(match.end(), end)

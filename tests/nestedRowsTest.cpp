@@ -1,4 +1,5 @@
 // Columns that hold a whole row: views, presence, and rows of the wrong type.
+#include "rowtype/describe.h"
 #include "tests/support/rows.h"
 
 using namespace Test;
@@ -98,4 +99,17 @@ TEST(NestedRows, OperationsGo16Deep)
       EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowEqual(row)); }), id <= 16 ? "none" : tooDeep); // none within the last
       EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowLess(row)); }), id <= 16 ? "none" : tooDeep);
    }
+}
+
+TEST(NestedRows, SideBySideTheyAreNotDeep)
+{
+   std::vector<Zorva::Column> columns(17, linkColumns.columns[0]);
+   Bytes bytes{242, 0, 4, 0};
+   for (unsigned char i = 0; i < 17; ++i) {
+      columns[i].offset = static_cast<len_t>(bytes.size());
+      bytes.insert(bytes.end(), {static_cast<unsigned char>(72 + 10 * i), 0, 10, 0});
+   }
+   for (unsigned char i = 0; i < 17; ++i)
+      bytes.insert(bytes.end(), {10, 0, 4, 0, 0, 0, 0, 0, i, 0});
+   EXPECT_THAT(Zorva::Internal::RowListing(bytes).build(columns), ::testing::Not(::testing::HasSubstr("no row")));
 }
