@@ -1,19 +1,20 @@
 // The hash index of Table: rows by their keys, through the operations of index 0 of their type. Not for users.
 //
-// Open addressing with linear probing in a power of two of entries, always some of them free. A row's home is given by
-// the upper bits of its hash, so growth reads the old entries and writes the new ones front to back and touches no row.
-// Erasing closes the gap it leaves: there are no tombstones, and between a row and its home no entry is free.
+// Open addressing with linear probing in a power of two of entries, always some of them free. The upper bits of a row's
+// hash are its home entry, so growth reads the old entries and writes the new ones front to back and touches no row.
+// Erasing shifts rows back into the gap: there are no tombstones, and between a row and its home no entry is free.
 //
-// The hash is the upper half of the key hash times an odd number of the index's own. Two key hashes that differ agree
-// in the n upper bits of that with a chance of at most 2 to the power of 1 - n, whatever they are: who does not know
-// the number cannot choose keys that meet. Nor do rows meet that come out of another index in the order of its entries.
+// The hash is the upper half of the key hash times a random odd number of the index's own: multiplicative universal
+// hashing. Two key hashes that differ collide in its n upper bits with a probability of at most 2 to the power of
+// 1 - n, whatever they are, so nobody who does not know the number can choose keys that collide. Nor do rows cluster
+// that are inserted in the order in which another index iterates over them.
 //
-// A byte beside each entry says whether it is free, and else seven bits of its hash. Probing reads these bytes, which
-// stay in the cache where the entries do not, eight at once and almost without a branch that depends on them: filing a
-// row waits for no entry, finding one for hardly any but its own.
+// A tag byte for each entry is 0 where the entry is free, and else holds seven bits of its hash. Probing compares eight
+// tags at once, with hardly a branch that is hard to predict. The tags stay in the cache where the entries do not: an
+// insertion misses the cache for no entry, a look-up for hardly any but the one it finds.
 //
-// A walk goes once around, from one free entry, end(), back to it. So no run of occupied entries lies across its end,
-// and the rows that erasing moves, backwards from behind the gap, are those that a walk has still to come to.
+// Iteration goes around once, from one free entry, end(), back to it. So no run of occupied entries spans the end, and
+// the rows that erasing moves, backwards from behind the gap, are those that an iteration has not reached yet.
 #pragma once
 
 #include <sys/mman.h>
@@ -40,7 +41,12 @@ public:
    /// `ops` are those of index 0; `multiplier` is odd and unpredictable.
    HashIndex(std::shared_ptr<RowOpsBase> ops, std::uint64_t multiplier) : ops_(std::move(ops)), multiplier_(multiplier)
    {
+      grow(4);
    }
+
+   HashIndex(const HashIndex&) = delete;
+   HashIndex& operator=(const HashIndex&) = delete;
+   ~HashIndex() { clear(); }
 
    RowOpsBase& ops() const noexcept { return *ops_; }
    std::size_t size() const noexcept { return size_; }
@@ -77,33 +83,33 @@ public:
       }
    }
 
-   /// Files a row in the free entry `at` that probing for it gave, or elsewhere where the index must grow. Throws as
+   /// Inserts a row into the free entry `at` that probing for it gave, or elsewhere if the index must grow. Throws as
    /// reserve, with nothing changed.
-   void file(std::size_t at, const BaseRow& row, std::uint32_t hash)
+   void insert(std::size_t at, const BaseRow& row, std::uint32_t hash)
    {
       if (size_ == rowsThatFit(bits_)) {
          grow(bits_ + 1);
          at = freeFrom(home(hash));
       }
-      std::construct_at(&entries_[at], row, hash); // over a null row, which is not read: that would wait for memory
+      std::construct_at(&entries_[at], row, hash);
       tagIs(at, tagOf(hash));
       ++size_;
       if (at == end_)
          end_ = freeFrom(next(at));
    }
 
-   /// Gives up the row in an entry for one with the same key.
-   void replace(std::size_t at, const BaseRow& row) noexcept { entries_[at].replace(row); }
+   /// Replaces the row in an entry by one with the same key.
+   void replace(std::size_t at, const BaseRow& row) noexcept { static_cast<BaseRow&>(entries_[at]) = row; }
 
    /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
    void remove(std::size_t gap) noexcept
    {
-      entries_[gap].release();
+      std::destroy_at(&entries_[gap]);
       for (std::size_t at = next(gap); !isFree(at); at = next(at)) {
          const std::size_t fromHome = (at - home(entries_[at].hash())) & mask();
          const std::size_t fromGap = (at - gap) & mask();
          if (fromHome >= fromGap) {
-            entries_[gap].take(entries_[at]);
+            move(entries_[at], gap);
             tagIs(gap, tags_[at]);
             gap = at;
          }
@@ -114,8 +120,9 @@ public:
 
    void clear() noexcept
    {
-      for (Entry& entry : entries_)
-         entry.release();
+      for (std::size_t at = 0; at < count(); ++at)
+         if (!isFree(at))
+            std::destroy_at(&entries_[at]);
       std::ranges::fill(tags_, freeTag);
       size_ = 0;
    }
@@ -130,10 +137,10 @@ public:
          grow(bits);
    }
 
-   /// Where walks begin and end: a free entry, the same until a row is filed or the index grows.
+   /// Where iterations begin and end: a free entry, the same until a row is inserted or the index grows.
    std::size_t end() const noexcept { return end_; }
 
-   /// The next entry with a row that a walk comes to behind `at`, end() when there is none.
+   /// The next entry with a row behind `at`, end() when an iteration has reached the last one.
    std::size_t after(std::size_t at) const noexcept
    {
       do
@@ -143,33 +150,20 @@ public:
    }
 
 private:
-   /// One entry: a row and 32 bits of its key hash, or a null row where it is free. The hash lies in the row object's
-   /// padding, so an entry is as large as a row. Moving rows between entries moves no construction counter.
+   /// One entry with a row: the row and 32 bits of its key hash, which lie in the row object's padding, so an entry is
+   /// as large as a row.
    class Entry final : public BaseRow
    {
    public:
-      Entry() noexcept = default;
-
       /// Shares the buffer of `row` as any copy of a row does.
       Entry(const BaseRow& row, std::uint32_t hash) noexcept : BaseRow(row), hash_(hash) {}
 
+      /// Takes the row out of an entry that is about to go. No construction is counted: the row only moves.
+      Entry(Entry&& from) noexcept : BaseRow(std::move(from.rowBuf_), from), hash_(from.hash_) {}
+
       std::uint32_t hash() const noexcept { return hash_; }
 
-      void replace(const BaseRow& row) noexcept { BaseRow::operator=(row); }
-
-      /// Takes the row out of `from`, which is free then.
-      void take(Entry& from) noexcept
-      {
-         rowBuf_ = std::move(from.rowBuf_);
-         rowOffset_ = from.rowOffset_;
-         subRow_ = from.subRow_;
-         readOnly_ = from.readOnly_;
-         hash_ = from.hash_;
-      }
-
-      void release() noexcept { rowBuf_ = RowBufHandle(); }
-
-      /// Has the row's memory fetched while other loads are under way. The two blocks of a row are allocated together,
+      /// Prefetches the row's memory, in parallel with other loads. The two blocks of a row are allocated together,
       /// so its bytes mostly lie within a cache line of the block that names them; a wrong guess costs nothing.
       void prefetchRow() const noexcept
       {
@@ -180,9 +174,18 @@ private:
       }
 
    private:
-      std::uint32_t hash_ = 0;
+      std::uint32_t hash_;
    };
    static_assert(sizeof(Entry) == sizeof(BaseRow));
+
+   struct FreeMemory
+   {
+      void operator()(Entry* memory) const noexcept { ::operator delete(memory); }
+   };
+
+   /// Memory for entries, of which those with a row are objects: a free one is not touched before a row comes, as the
+   /// first touch of a page is what costs most of filling a large index.
+   using Entries = std::unique_ptr<Entry[], FreeMemory>;
 
    /// Asks the kernel for huge pages: a large index is hit at random, and page faults and address translation took a
    /// third of the time of filling one. Only a hint.
@@ -194,44 +197,39 @@ private:
          madvise(static_cast<char*>(memory) + skipped, (size - skipped) / hugePage * hugePage, MADV_HUGEPAGE);
    }
 
-   /// 2 to the power of `bits` entries.
-   static std::vector<Entry> freeEntries(unsigned bits)
-   {
-      const std::size_t count = std::size_t{1} << bits;
-      std::vector<Entry> entries;
-      entries.reserve(count);
-      adviseHugePages(entries.data(), count * sizeof(Entry));
-      const BaseRowCounters before = BaseRow::baseRowCounters;
-      entries.resize(count);
-      BaseRow::baseRowCounters = before; // free entries are nobody's rows
-      return entries;
-   }
-
-   static std::vector<unsigned char> freeTags(unsigned bits)
-   {
-      return std::vector<unsigned char>((std::size_t{1} << bits) + tagsAtOnce, freeTag);
-   }
-
+   /// Makes it 2 to the power of `bits` entries.
    void grow(unsigned bits)
    {
       if (bits > hashBits)
          throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
-      std::vector<unsigned char> tags = freeTags(bits);
-      std::vector<Entry> old = std::exchange(entries_, freeEntries(bits));
-      tags_ = std::move(tags);
+      std::vector<unsigned char> tags((std::size_t{1} << bits) + tagsAtOnce, freeTag);
+      const std::size_t size = sizeof(Entry) << bits;
+      Entries old(static_cast<Entry*>(::operator new(size)));
+      adviseHugePages(old.get(), size);
+      entries_.swap(old);
+      tags_.swap(tags);
+      const std::size_t oldCount = old ? count() : 0;
       bits_ = bits;
-      for (Entry& entry : old) {
-         if (entry.isNull())
+      for (std::size_t from = 0; from < oldCount; ++from) {
+         if (tags[from] == freeTag)
             continue;
-         const std::size_t at = freeFrom(home(entry.hash()));
-         entries_[at].take(entry);
-         tagIs(at, tagOf(entry.hash()));
+         const std::size_t at = freeFrom(home(old[from].hash()));
+         move(old[from], at);
+         tagIs(at, tags[from]);
       }
       end_ = freeFrom(0);
    }
 
+   /// Moves a row to the free entry `to`; where it was, there is no object any more.
+   void move(Entry& row, std::size_t to) noexcept
+   {
+      std::construct_at(&entries_[to], std::move(row));
+      std::destroy_at(&row);
+   }
+
    std::size_t home(std::uint32_t hash) const noexcept { return hash >> (hashBits - bits_); }
-   std::size_t mask() const noexcept { return entries_.size() - 1; }
+   std::size_t count() const noexcept { return std::size_t{1} << bits_; }
+   std::size_t mask() const noexcept { return count() - 1; }
    std::size_t next(std::size_t at) const noexcept { return (at + 1) & mask(); }
 
    /// The first free entry from `at` on.
@@ -260,7 +258,7 @@ private:
    {
       tags_[at] = tag;
       if (at < tagsAtOnce)
-         tags_[entries_.size() + at] = tag;
+         tags_[count() + at] = tag;
    }
 
    static unsigned char tagOf(std::uint32_t hash) noexcept { return static_cast<unsigned char>(hash | 0x80); }
@@ -276,9 +274,9 @@ private:
 
    std::shared_ptr<RowOpsBase> ops_;
    std::uint64_t multiplier_;
-   unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
-   std::vector<Entry> entries_ = freeEntries(bits_);
-   std::vector<unsigned char> tags_ = freeTags(bits_); ///< of the entries, and once more of the first of them
+   unsigned bits_ = 0; ///< the number of entries is 2 to the power of it
+   Entries entries_;
+   std::vector<unsigned char> tags_; ///< of the entries, and once more of the first of them
    std::size_t size_ = 0;
    std::size_t end_ = 0;
 };

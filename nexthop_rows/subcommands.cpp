@@ -1,176 +1,268 @@
 #include "nexthop_rows/subcommands.h"
 
-#include <filesystem>
 #include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <unistd.h>
 
-#include "nexthop_rows/jsonSource.h"
-#include "nexthop_rows/liveKernel.h"
+#include "nexthop_rows/badInput.h"
+#include "nexthop_rows/rowDiff.h"
 #include "nexthop_rows/rowFile.h"
-#include "nexthop_rows/rowKeeper.h"
+#include "nexthop_rows/rowTable.h"
+#include "nexthop_rows/terminal.h"
 #include "nexthop_rows/watch.h"
 #include "rowtype/describe.h"
-#include "rowtype/verify.h"
 
 namespace NexthopRows {
 
 namespace {
 
-Tables rowsOf(KernelState state, const std::string& source, std::uint64_t genId, Notes& notes)
+using OrderedJson = nlohmann::ordered_json;
+
+/// Throws BadInput when no source is named.
+Imported importFrom(const std::optional<RowsFrom>& from, std::uint64_t genId, Notes& notes)
 {
-   RowKeeper keeper(source, notes);
-   keeper.reserve(state);
-   keeper.settle(state, genId, [](const auto&) {});
-   return keeper.takeTables();
+   if (!from)
+      throw BadInput("no rows are named: PATH, --dir FOLDER, --file FILE or --live is missing");
+   const Progress progress("reading " + text(*from));
+   return importRows(*from, genId, notes);
 }
 
-Tables importFolder(const std::string& folder, std::uint64_t genId, Notes& notes)
-{
-   const Recording recording = readFolder(folder);
-   return rowsOf(stateOf(recording, notes), recording.nexthop.name, genId, notes);
-}
-
-/// The rows of a folder, or of a file that `save` wrote.
-Tables importPath(const std::string& path, std::uint64_t genId, Notes& notes)
-{
-   return std::filesystem::is_directory(path) ? importFolder(path, genId, notes) : loadRows(path);
-}
-
-/// The rows of --dir, --file or --live. Throws BadInput when there is none of them.
-Tables importInput(const Options& options, std::uint64_t genId, Notes& notes)
-{
-   if (options.isLive) {
-      const NetNamespace netns(options.netns);
-      return rowsOf(LiveKernel(netns).read(notes), netns.text(), genId, notes);
-   }
-   if (!options.file.empty())
-      return loadRows(options.file);
-   if (options.folder.empty())
-      throw BadInput("--dir FOLDER, --file FILE or --live is missing");
-   return importFolder(options.folder, genId, notes);
-}
-
-/// Calls use(row) for the row of the kind and id that the options name. Throws BadInput when there is none.
-template <class Use>
-void withRow(const Tables& tables, const Options& options, Use use)
-{
-   const auto useRow = [&](const auto& row) {
-      if (!row)
-         throw BadInput("no " + options.kind + ' ' + std::to_string(options.id));
-      use(*row);
-   };
-   if (options.kind == kindOf<EcmpMemberListRow>)
-      useRow(Zorva::Embedded::findRow(tables.groups, EcmpMemberListRow::key(options.id)));
-   else
-      useRow(Zorva::Embedded::findRow(tables.nexthops, NexthopInfoRow::key(options.id)));
-}
-
+/// {"type":"nexthop", ...}: the row's JSON, with its kind in front.
 template <class Row>
-void printChanges(const Table& before, const Table& after)
+std::string typedJson(const Row& row)
+{
+   return std::string(R"({"type":")") + kindOf<Row> + R"(", )" + row.toJson().substr(1);
+}
+
+/// The import, of which notes tell nothing but what is about the row that is named; and use(row) if that is there.
+template <class Use>
+Result useRow(const Options& options, Notes& notes, Use use)
+{
+   const std::string name = options.rows.kind + ' ' + std::to_string(options.id);
+   notes.onlyAbout(name);
+   Result result = import(options, notes);
+   const auto useFound = [&](const auto& row) {
+      if (row)
+         return use(*row);
+      notes.told(text(*options.from), "no " + name);
+      result.status = Status::other;
+   };
+   if (options.rows.kind == kindOf<EcmpMemberListRow>)
+      useFound(Zorva::Embedded::findRow(result.tables.groups, EcmpMemberListRow::key(options.id)));
+   else
+      useFound(Zorva::Embedded::findRow(result.tables.nexthops, NexthopInfoRow::key(options.id)));
+   return result;
+}
+
+/// {"type":"nexthop","id":7,"fields":[{"offset":0,"bytes":"34 00","as":"len","value":"52","name":"row length"}, ...]}:
+/// the lines of the listing. Those that say what is wrong with a faulty row have nothing but "name".
+template <class Row>
+std::string listingJson(const Row& row)
+{
+   OrderedJson fields = OrderedJson::array();
+   std::istringstream lines(Zorva::describeRow<Row>(row));
+   for (std::string line; std::getline(lines, line);) {
+      std::vector<std::string> parts;
+      for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 3) {
+         end = line.find(" | ", at);
+         const std::string part = line.substr(at, end == std::string::npos ? end : end - at);
+         parts.push_back(part.substr(0, part.find_last_not_of(' ') + 1));
+      }
+      if (parts.size() != 5)
+         fields.push_back({{"name", parts.front()}});
+      else
+         fields.push_back({{"offset", std::stoul(parts[0], nullptr, 16)},
+                           {"bytes", parts[1]},
+                           {"as", parts[2]},
+                           {"value", parts[3]},
+                           {"name", parts[4]}});
+   }
+   return OrderedJson{{"type", kindOf<Row>}, {"id", row.id()}, {"fields", fields}}.dump();
+}
+
+/// How many changes of each kind there are.
+struct Sums
 {
    std::size_t inserted = 0;
    std::size_t removed = 0;
-   const auto changes = changesBetween<Row>(before, after);
-   for (const auto& change : changes) {
-      inserted += !change.before;
-      removed += !change.after;
-      std::cout << changeText(change) << '\n';
+   std::size_t changed = 0;
+
+   bool isNothing() const { return inserted == 0 && removed == 0 && changed == 0; }
+};
+
+/// Prints the changes of a table, and as text their sums.
+template <class Row>
+Sums printChanges(const Table& before, const Table& after, bool isJson)
+{
+   Sums sums;
+   for (const auto& change : changesBetween<Row>(before, after)) {
+      ++(!change.before ? sums.inserted : !change.after ? sums.removed : sums.changed);
+      std::cout << (isJson ? changeJson(change) : changeText(change)) << '\n';
    }
-   std::cout << kindOf<Row> << ": " << inserted << " inserted, " << removed << " removed, "
-             << changes.size() - inserted - removed << " changed\n";
+   if (!isJson)
+      std::cout << kindOf<Row> << ": " << sums.inserted << " inserted, " << sums.removed << " removed, " << sums.changed
+                << " changed\n";
+   return sums;
 }
 
-/// Verifies the bytes of every row of the table and notes the faulty ones. Returns how many they are.
-template <class Row>
-std::size_t checkRows(const Table& table, Notes& notes)
+OrderedJson toJson(const Sums& sums)
 {
-   std::size_t faults = 0;
-   for (const Zorva::BaseRow& row : table) {
-      const Zorva::RowCheck check = Zorva::verifyRow<Row>(row.bytes(), Row::protRowType());
-      if (check.ok())
-         continue;
-      ++faults;
-      const auto id = row.readColumn<std::uint32_t>(Row::columns_.keyColumn().offset);
-      notes.faulty(std::string(kindOf<Row>) + ' ' + std::to_string(id),
-                   std::string(Zorva::text(check.fault)) + " at offset " + std::to_string(check.offset));
-   }
-   return faults;
+   return {{"inserted", sums.inserted}, {"removed", sums.removed}, {"replaced", sums.changed}};
 }
+
+/// The file of rows to check: the one named, or what save would write.
+Source rowsToCheck(const Options& options, Notes& notes)
+{
+   if (const auto* const file = options.from ? std::get_if<SavedFile>(&*options.from) : nullptr)
+      return openRows(file->path);
+   const Imported imported = importFrom(options.from, 1, notes);
+   auto rows = std::make_unique<std::stringstream>();
+   writeRows(imported.tables, [&](std::string_view text) { *rows << text; });
+   return {text(*options.from), std::move(rows)};
+}
+
+/// The numbers of a table, and its bytes.
+struct Size
+{
+   explicit Size(const Table& table) : rows(table.size())
+   {
+      for (const Zorva::BaseRow& row : table)
+         bytes += row.bytes().size();
+   }
+
+   std::size_t rows;
+   std::size_t bytes = 0;
+};
 
 } // namespace
 
-Tables import(const Options& options, Notes& notes) { return importInput(options, 1, notes); }
-
-Tables list(const Options& options, Notes& notes)
+Result import(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   forEachRow(tables, [](const auto& row) { std::cout << row << '\n'; });
-   return tables;
+   return {importFrom(options.from, 1, notes).tables, Status::done, false};
 }
 
-Tables json(const Options& options, Notes& notes)
+Result list(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   forEachRow(tables, [](const auto& row) { std::cout << row.toJson() << '\n'; });
-   return tables;
+   Imported imported = importFrom(options.from, 1, notes);
+   const std::string from = text(*options.from);
+   if (!options.isJson && isatty(STDOUT_FILENO) == 1)
+      printTables(std::cout, options.rows, imported, from, isColoured(STDOUT_FILENO));
+   else
+      FilteredRows(options.rows, imported, from).forEach([&](const auto& row) {
+         std::cout << (options.isJson ? typedJson(row) : row.toString()) << '\n';
+      });
+   return {std::move(imported.tables), Status::done, false};
 }
 
-Tables get(const Options& options, Notes& notes)
+Result json(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   withRow(tables, options, [](const auto& row) { std::cout << row << '\n'; });
-   return tables;
+   Imported imported = importFrom(options.from, 1, notes);
+   FilteredRows(options.rows, imported, text(*options.from)).forEach([](const auto& row) {
+      std::cout << row.toJson() << '\n';
+   });
+   return {std::move(imported.tables), Status::done, true};
 }
 
-Tables dump(const Options& options, Notes& notes)
+Result get(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   withRow(tables, options, []<class Row>(const Row& row) { std::cout << Zorva::describeRow<Row>(row); });
-   return tables;
+   return useRow(options, notes,
+                 [&](const auto& row) { std::cout << (options.isJson ? typedJson(row) : row.toString()) << '\n'; });
 }
 
-Tables check(const Options& options, Notes& notes)
+Result dump(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   const std::size_t faults =
-      checkRows<NexthopInfoRow>(tables.nexthops, notes) + checkRows<EcmpMemberListRow>(tables.groups, notes);
-   if (faults == 0)
-      std::cout << tables.size() << " rows verified\n";
-   return tables;
+   return useRow(options, notes, [&]<class Row>(const Row& row) {
+      std::cout << (options.isJson ? listingJson(row) + '\n' : Zorva::describeRow<Row>(row));
+   });
 }
 
-Tables diff(const Options& options, Notes& notes)
+Result check(const Options& options, Notes& notes)
 {
-   const Tables before = importPath(options.before, 1, notes);
-   Tables after = options.after.empty() ? importInput(options, 2, notes) : importPath(options.after, 2, notes);
-   printChanges<NexthopInfoRow>(before.nexthops, after.nexthops);
-   printChanges<EcmpMemberListRow>(before.groups, after.groups);
-   return after;
+   const Source file = rowsToCheck(options, notes);
+   Tables tables;
+   std::size_t faults = 0;
+   const auto read = [&] {
+      const Progress progress("verifying rows");
+      readRows(file, tables, [&](std::size_t at, const std::string& reason) {
+         ++faults;
+         notes.faulty(file.name + ": row at byte " + std::to_string(at), reason);
+      });
+   };
+   const auto printCounts = [&] {
+      if (options.isJson)
+         std::cout << OrderedJson{{"type", "check"}, {"rows", tables.size()}, {"faulty", faults}} << '\n';
+      else
+         std::cout << tables.size() << " rows verified"
+                   << (faults != 0 ? ", " + std::to_string(faults) + " faulty\n" : "\n");
+   };
+   try {
+      read();
+   } catch (const BadInput&) {
+      if (tables.size() + faults != 0) // before the place where it is lost
+         printCounts();
+      throw;
+   }
+   printCounts();
+   return {std::move(tables), Status::done, false};
 }
 
-Tables save(const Options& options, Notes& notes)
+Result diff(const Options& options, Notes& notes)
 {
-   Tables tables = import(options, notes);
-   saveRows(tables, options.target);
-   std::cout << tables.size() << " rows saved\n";
-   return tables;
+   const Tables before = importFrom(options.before, 1, notes).tables;
+   Tables after = importFrom(options.from, 2, notes).tables;
+   const Sums nexthops = printChanges<NexthopInfoRow>(before.nexthops, after.nexthops, options.isJson);
+   const Sums groups = printChanges<EcmpMemberListRow>(before.groups, after.groups, options.isJson);
+   if (options.isJson)
+      std::cout << OrderedJson{{"type", "diff"}, {"nexthop", toJson(nexthops)}, {"group", toJson(groups)}} << '\n';
+   const bool isSame = nexthops.isNothing() && groups.isNothing();
+   return {std::move(after), isSame ? Status::done : Status::other, false};
 }
 
-Tables watch(const Options& options, Notes& /*notes*/)
+Result save(const Options& options, Notes& notes)
 {
-   return watchKernel(NetNamespace(options.netns), options.isJson);
+   Result result = import(options, notes);
+   {
+      const Progress progress("writing rows");
+      saveRows(result.tables, options.target);
+   }
+   if (options.target == standardFile)
+      result.isOutputTaken = true;
+   else if (options.isJson)
+      std::cout << OrderedJson{{"type", "save"}, {"rows", result.tables.size()}} << '\n';
+   else
+      std::cout << result.tables.size() << " rows saved\n";
+   return result;
 }
 
-void printStatistics(std::ostream& out, const Tables& tables)
+Result watch(const Options& options, Notes& /*notes*/)
+{
+   const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
+   if (kernel == nullptr)
+      throw BadInput("watch follows the running kernel: --live is missing");
+   return {watchKernel(NetNamespace(kernel->netns), options.isJson, options.isQuiet), Status::done, false};
+}
+
+void printStatistics(std::ostream& out, const Tables& tables, bool isJson)
 {
    const auto counters = Zorva::BaseRow::baseRowCounters; // a copy, as reading the tables adds to them
-   const auto line = [&](const char* kind, const Table& table) {
-      std::size_t bytes = 0;
-      for (const Zorva::BaseRow& row : table)
-         bytes += row.bytes().size();
-      out << kind << ": " << table.size() << " rows, " << bytes << " bytes\n";
-   };
-   line("nexthop", tables.nexthops);
-   line("group", tables.groups);
+   const Size nexthops(tables.nexthops);
+   const Size groups(tables.groups);
+   if (isJson) {
+      const auto json = [](const Size& size) { return OrderedJson{{"rows", size.rows}, {"bytes", size.bytes}}; };
+      const OrderedJson objects{{"null", counters.defaultCtor},        {"new", counters.lengthCtor},
+                                {"copied", counters.copyCtor},         {"moved", counters.moveCtor},
+                                {"copyAssigned", counters.copyAssign}, {"moveAssigned", counters.moveAssign}};
+      out << OrderedJson{{"type", "statistics"},
+                         {"nexthop", json(nexthops)},
+                         {"group", json(groups)},
+                         {"objects", objects}}
+          << '\n';
+      return;
+   }
+   out << "nexthop: " << nexthops.rows << " rows, " << nexthops.bytes << " bytes\ngroup: " << groups.rows << " rows, "
+       << groups.bytes << " bytes\n";
    out << "row objects constructed: " << counters.defaultCtor << " null, " << counters.lengthCtor << " new, "
        << counters.copyCtor << " copied, " << counters.moveCtor << " moved; assigned: " << counters.copyAssign
        << " copied, " << counters.moveAssign << " moved\n";

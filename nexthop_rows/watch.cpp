@@ -33,10 +33,10 @@ std::string timeText(Clock::time_point time)
 class Watch
 {
 public:
-   Watch(const NetNamespace& netns, bool isJson)
+   Watch(const NetNamespace& netns, bool isJson, bool isQuiet)
       : netns_(netns), isJson_(isJson), output_(STDOUT_FILENO, "standard output", signals_.fd()), out_(&output_),
-        errors_(STDERR_FILENO, "standard error", signals_.fd()), err_(&errors_), notes_(err_, Notes::Repeats::no),
-        keeper_(netns.text(), notes_)
+        errors_(STDERR_FILENO, "standard error", signals_.fd()), err_(&errors_), nowhere_(nullptr),
+        notes_(isQuiet ? nowhere_ : err_, Notes::Repeats::no), keeper_(netns.text(), notes_)
    {
       out_.exceptions(std::ios_base::badbit);
       err_.exceptions(std::ios_base::badbit);
@@ -144,6 +144,7 @@ private:
    std::ostream out_;
    Output errors_;
    std::ostream err_;
+   std::ostream nowhere_; ///< has no buffer
    Notes notes_;
    RowKeeper keeper_;
    KernelState state_;
@@ -155,6 +156,6 @@ private:
 
 } // namespace
 
-Tables watchKernel(const NetNamespace& netns, bool isJson) { return Watch(netns, isJson).run(); }
+Tables watchKernel(const NetNamespace& netns, bool isJson, bool isQuiet) { return Watch(netns, isJson, isQuiet).run(); }
 
 } // namespace NexthopRows

@@ -15,7 +15,7 @@ OTHER = {'!': '', '++': '--', 'true': 'false', 'false': 'true'}
 OPERATOR = re.compile(r'(?<= )(?:' + '|'.join(re.escape(o) for o in sorted(BINARY, key=len, reverse=True)) + r')(?= )'
                       r'|(?<![\w)])!(?=[\w(])|\+\+|\b(?:true|false)\b')
 NUMBER = re.compile(r"(?<![\w.'])(?:0x[0-9a-fA-F]+|\d+)(?![\w.'])")
-ORDER = re.compile(r'\bmemory_order_(?:acquire|acq_rel)\b|const std::lock_guard lock\(\w+\);')
+ORDER = re.compile(r'\bmemory_order_(?:acquire|acq_rel)\b|const std::lock_guard lock\([\w.()]+\);')
 FETCH = re.compile(r'([\w.>-]+)\.fetch_(add|sub)\(([^(),]+)(?:, [\w:]+)?\)')
 COLUMN = re.compile(r'(?<=>\(")\w+(?="\))')
 CHECK = re.compile(r'(?:\w+\.)?(?:require|check|ensure|mayStore)\w*\(.*\);$')

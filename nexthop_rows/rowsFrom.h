@@ -1,0 +1,53 @@
+// Where rows come from: one of several kinds of source, and the import from it.
+//
+// A new kind of source is one more alternative of RowsFrom, its name in text(), its import in importRows(), and the
+// options that choose it in commandLine.cpp.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "nexthop_rows/kernelState.h"
+#include "nexthop_rows/notes.h"
+#include "nexthop_rows/tables.h"
+
+namespace NexthopRows {
+
+/// A folder of recordings.
+struct RecordedFolder
+{
+   std::string path;
+};
+
+/// A file of rows that `save` wrote; path standardFile: on standard input.
+struct SavedFile
+{
+   std::string path;
+};
+
+/// The running kernel, in the named network namespace or in the program's own.
+struct RunningKernel
+{
+   std::optional<std::string> netns;
+};
+
+using RowsFrom = std::variant<RecordedFolder, SavedFile, RunningKernel>;
+
+/// The folder or the file that has the path.
+RowsFrom fromPath(const std::string& path);
+
+/// What the source is called in messages.
+std::string text(const RowsFrom& from);
+
+/// The rows of a source, and what they were made of.
+struct Imported
+{
+   Tables tables;
+   std::optional<KernelState> state; ///< none for a file of rows, which has nothing but rows
+};
+
+/// Files the rows of the source, as of import number `genId`. Throws BadInput when it cannot be read.
+Imported importRows(const RowsFrom& from, std::uint64_t genId, Notes& notes);
+
+} // namespace NexthopRows
