@@ -6,7 +6,8 @@ namespace NexthopRows {
 
 namespace {
 
-constexpr const char* pathText = "Folder of --dir, or file of --file";
+constexpr const char* pathText =
+   hasFeeds ? "Folder of --dir, file of --file, or feed:NAME of --from" : "Folder of --dir, or file of --file";
 
 /// Rows come from one source.
 void fromIs(std::optional<RowsFrom>& from, RowsFrom value)
@@ -28,6 +29,18 @@ std::uint32_t number(const std::string& text)
 
 } // namespace
 
+std::string withoutPasswords(std::string text)
+{
+   constexpr std::string_view beginning = "://";
+   for (std::size_t at = 0; (at = text.find(beginning, at)) != std::string::npos;) {
+      at += beginning.size();
+      const std::string_view word = std::string_view(text).substr(at, text.find_first_of(" \n", at) - at);
+      if (const std::size_t end = word.rfind('@'); end != std::string_view::npos)
+         text.replace(at, end, "...");
+   }
+   return text;
+}
+
 CommandLine::CommandLine() : app_("Files a Linux kernel's next-hop objects as table rows.", "nexthop-rows")
 {
    declareSource(app_);
@@ -35,6 +48,9 @@ CommandLine::CommandLine() : app_("Files a Linux kernel's next-hop objects as ta
    app_.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input,\n"
                "or output that could not be written. watch says what it refused and ends with 0.");
    app_.require_subcommand(0, 1);
+   app_.failure_message([](const CLI::App* app, const CLI::Error& error) {
+      return withoutPasswords(CLI::FailureMessage::simple(app, error));
+   });
 
    reading("list", list, "Print every row as text", "list --live");
    reading("json", json, "Print every row as a line of JSON", "json --dir FOLDER");
@@ -42,18 +58,37 @@ CommandLine::CommandLine() : app_("Files a Linux kernel's next-hop objects as ta
    oneRow("dump", dump, "Print the bytes of one row", "dump group 103 --dir FOLDER");
    CLI::App& differences = subcommand("diff", diff, "Print the changes from OLD to NEW, genId and entryId excepted",
                                       "diff OLD NEW\nExample: nexthop-rows diff OLD --live");
-   declarePath(differences, "OLD", options_.before, "A folder, or a file of rows")->required();
-   declarePath(differences, "NEW", options_.from, "The same; without it --dir, --file or --live");
+   declarePath(differences, "OLD", options_.before,
+               hasFeeds ? "A folder, a file of rows, or feed:NAME of --from" : "A folder, or a file of rows")
+      ->required();
+   declarePath(differences, "NEW", options_.from, "The same; without it, an option that names a source");
    declareSource(differences);
    reading("check", check, "Verify the bytes of every row", "check --file FILE");
    CLI::App& saves = subcommand("save", save, "Write all rows to a file, for --file", "save FILE --live");
    saves.add_option("FILE", options_.target)->type_name("")->required();
    declareSource(saves);
    CLI::App& watches = subcommand(
-      "watch", watch, "Follow the running kernel: print the rows, then every change when it comes, until SIGINT",
+      "watch", watch,
+      hasFeeds ? "Follow the running kernel, or a feed: print the rows, then every change when it comes, until SIGINT"
+               : "Follow the running kernel: print the rows, then every change when it comes, until SIGINT",
       "watch --live --netns blue --json");
    declareKernel(watches);
    declareJson(watches, "Print a line of JSON for each change, with the time it came");
+   if constexpr (hasFeeds) {
+      declareFeed(watches);
+      CLI::App& publishes = subcommand("publish", publish, "Write all rows to a feed, which others read and follow",
+                                       "publish --live --watch --to redis://server --feed leaf1");
+      declarePath(publishes, "PATH", options_.from, "Folder of --dir, or file of --file");
+      declareRecorded(publishes);
+      declareKernel(publishes);
+      declareServer(publishes, "--to", options_.feed.server)->required();
+      publishes.add_option("--feed", options_.feed.name, "The feed that is written")->type_name("NAME")->required();
+      publishes.add_flag("--watch", options_.isFollowed,
+                         "Follow the running kernel: write every change when it comes, until SIGINT");
+      CLI::App& lists = subcommand("feeds", feeds, "List the feeds in a server", "feeds --from redis://server");
+      declareServer(lists, "--from", options_.feed.server)->required();
+      declareJson(lists, "Print a line of JSON for each feed");
+   }
 }
 
 void CommandLine::parse(int argc, const char* const* argv)
@@ -63,12 +98,26 @@ void CommandLine::parse(int argc, const char* const* argv)
       throw CLI::RequiredError("A subcommand");
    if (!run_)
       run_ = import;
-   if (!netns_)
-      return;
+   completeSources();
+}
+
+/// Brings together what belongs to one source, in whatever order the options stand.
+void CommandLine::completeSources()
+{
    auto* const kernel = options_.from ? std::get_if<RunningKernel>(&*options_.from) : nullptr;
-   if (kernel == nullptr)
+   if (netns_ && kernel == nullptr)
       throw CLI::RequiresError("--netns", "--live");
-   kernel->netns = netns_;
+   if (netns_)
+      kernel->netns = netns_;
+
+   bool isServerUsed = false;
+   for (std::optional<RowsFrom>* const from : {&options_.before, &options_.from})
+      if (auto* const feed = *from ? std::get_if<FeedIn>(&**from) : nullptr) {
+         feed->server = server_;
+         isServerUsed = true;
+      }
+   if (isServerUsed != !server_.empty())
+      throw isServerUsed ? CLI::RequiresError("A feed", "--from") : CLI::RequiresError("--from", "--feed");
 }
 
 CLI::App& CommandLine::subcommand(const char* name, Run run, const char* text, const std::string& example)
@@ -107,6 +156,14 @@ void CommandLine::declareCommon(CLI::App& app)
 /// The options that name a source.
 void CommandLine::declareSource(CLI::App& app)
 {
+   declareRecorded(app);
+   declareKernel(app);
+   if constexpr (hasFeeds)
+      declareFeed(app);
+}
+
+void CommandLine::declareRecorded(CLI::App& app)
+{
    const auto option = [&](const char* name, const char* type, auto use, const char* text) {
       app.add_option_function<std::string>(name, use, text)->type_name(type);
    };
@@ -116,7 +173,22 @@ void CommandLine::declareSource(CLI::App& app)
    option(
       "--file", "FILE", [this](const std::string& path) { fromIs(options_.from, SavedFile{path}); },
       "File of rows that save wrote");
-   declareKernel(app);
+}
+
+void CommandLine::declareFeed(CLI::App& app)
+{
+   declareServer(app, "--from", server_);
+   const auto use = [this](const std::string& name) { fromIs(options_.from, FeedIn{"", name}); };
+   app.add_option_function<std::string>("--feed", use, "The feed of --from whose rows these are")->type_name("NAME");
+}
+
+CLI::Option* CommandLine::declareServer(CLI::App& app, const char* name, std::string& server)
+{
+   return app
+      .add_option(name, server,
+                  "Redis server: redis://[user:password@]host[:port] or redis+unix://path; password also from "
+                  "REDISCLI_AUTH")
+      ->type_name("URL");
 }
 
 void CommandLine::declareKernel(CLI::App& app)

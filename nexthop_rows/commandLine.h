@@ -9,6 +9,9 @@
 
 namespace NexthopRows {
 
+/// The text with what stands between :// and @ left out: a password, where the word is a server's address.
+std::string withoutPasswords(std::string text);
+
 class CommandLine
 {
 public:
@@ -35,7 +38,11 @@ private:
    void oneRow(const char* name, Run run, const char* text, const std::string& example);
    void declareCommon(CLI::App& app);
    void declareSource(CLI::App& app);
+   void declareRecorded(CLI::App& app);
    void declareKernel(CLI::App& app);
+   void declareFeed(CLI::App& app);
+   CLI::Option* declareServer(CLI::App& app, const char* name, std::string& server);
+   void completeSources();
    void declareJson(CLI::App& app, const char* text);
    CLI::Option* declarePath(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text);
 
@@ -43,6 +50,7 @@ private:
    Run run_;
    Options options_;
    std::optional<std::string> netns_; ///< --netns, which may stand before its --live
+   std::string server_;               ///< --from of feeds that are read
 };
 
 } // namespace NexthopRows

@@ -33,7 +33,7 @@ int main(int argc, char** argv)
    } catch (const Stopped&) {
       status = Status::done;
    } catch (const std::exception& error) {
-      std::cerr << "nexthop-rows: " << error.what() << '\n';
+      std::cerr << "nexthop-rows: " << withoutPasswords(error.what()) << '\n';
    }
    return static_cast<int>(status);
 }

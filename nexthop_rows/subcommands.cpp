@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "nexthop_rows/badInput.h"
+#include "nexthop_rows/feeds.h"
 #include "nexthop_rows/rowDiff.h"
 #include "nexthop_rows/rowFile.h"
 #include "nexthop_rows/watch.h"
@@ -134,10 +135,39 @@ Result save(const Options& options, Notes& notes)
 
 Result watch(const Options& options, Notes& /*notes*/)
 {
+   if constexpr (hasFeeds)
+      if (const auto* const feed = options.from ? std::get_if<FeedIn>(&*options.from) : nullptr)
+         return {watchFeed(*feed, options.isJson), Status::done, options.isJson};
    const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
    if (kernel == nullptr)
-      throw BadInput("watch follows the running kernel: --live is missing");
+      throw BadInput(std::string("watch follows the running kernel") + (hasFeeds ? " or a feed" : "") + ": --live" +
+                     (hasFeeds ? ", or --from with --feed," : "") + " is missing");
    return {watchKernel(NetNamespace(kernel->netns), options.isJson), Status::done, options.isJson};
+}
+
+Result publish([[maybe_unused]] const Options& options, [[maybe_unused]] Notes& notes)
+{
+   Result result;
+   if constexpr (hasFeeds) {
+      if (options.isFollowed) {
+         const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
+         if (kernel == nullptr)
+            throw BadInput("publish --watch follows the running kernel: --live is missing");
+         result.tables = publishKernel(NetNamespace(kernel->netns), options.feed);
+      } else {
+         result = import(options, notes);
+         publishRows(result.tables, options.feed);
+         std::cout << result.tables.size() << " rows published\n";
+      }
+   }
+   return result;
+}
+
+Result feeds([[maybe_unused]] const Options& options, Notes& /*notes*/)
+{
+   if constexpr (hasFeeds)
+      return {{}, printFeeds(options.feed.server, options.isJson) != 0 ? Status::done : Status::other, options.isJson};
+   return {};
 }
 
 void printStatistics(std::ostream& out, const Tables& tables)

@@ -22,7 +22,9 @@ struct Options
    std::optional<RowsFrom> before; ///< OLD of diff
    std::string kind;               ///< "nexthop", "group", or empty for both
    std::uint32_t id = 0;
-   std::string target; ///< FILE of save
+   std::string target;      ///< FILE of save
+   FeedIn feed;             ///< that publish writes; its server alone: that feeds asks
+   bool isFollowed = false; ///< publish --watch
    bool isJson = false;
    bool isQuiet = false;
    bool statistics = false;
@@ -51,6 +53,10 @@ Result save(const Options& options, Notes& notes);
 
 /// Throws as watchKernel. Has notes of its own.
 Result watch(const Options& options, Notes& notes);
+
+// With hasFeeds only. They throw as the functions of feeds.h.
+Result publish(const Options& options, Notes& notes);
+Result feeds(const Options& options, Notes& notes);
 
 void printStatistics(std::ostream& out, const Tables& tables);
 
