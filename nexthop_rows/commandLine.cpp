@@ -35,7 +35,8 @@ std::string withoutPasswords(std::string text)
    for (std::size_t at = 0; (at = text.find(beginning, at)) != std::string::npos;) {
       at += beginning.size();
       const std::string_view word = std::string_view(text).substr(at, text.find_first_of(" \n", at) - at);
-      if (const std::size_t end = word.rfind('@'); end != std::string_view::npos)
+      const std::size_t end = word.rfind('@');
+      if (end != std::string_view::npos && !word.starts_with('[')) // as where the form of an address is explained
          text.replace(at, end, "...");
    }
    return text;
