@@ -74,6 +74,8 @@ Files the next-hop objects of a Linux kernel as rows, from recordings or from
 the running kernel: lists, compares and verifies them, shows their bytes, and
 prints every change when it comes.")
    install(FILES nexthop_rows/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nexthop-rows COMPONENT program)
+   install(CODE "file(GLOB pages \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1/*.1)
+      execute_process(COMMAND gzip --best --no-name --force \${pages} COMMAND_ERROR_IS_FATAL ANY)" COMPONENT program)
 endif()
 
 if(ZORVA_EXCHANGE)

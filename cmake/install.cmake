@@ -69,6 +69,14 @@ if(TARGET nexthop-rows)
    file(RELATIVE_PATH libraries_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
    set_target_properties(nexthop-rows PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_bin}")
    install(TARGETS nexthop-rows RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+   install(DIRECTORY ${PROJECT_BINARY_DIR}/nexthop_rows/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program OPTIONAL)
+   install(FILES nexthop_rows/completion/nexthop-rows.bash RENAME nexthop-rows
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
+   set(zsh_folder site-functions)
+   if(ZORVA_DEBIAN)
+      set(zsh_folder vendor-completions)
+   endif()
+   install(FILES nexthop_rows/completion/_nexthop-rows DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT program)
 endif()
 
 # exchange/ is a component of its own, and what needs it another: neither the libraries above nor their package lead to it.

@@ -27,6 +27,7 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
    const vcdType& slots = vcd();
    const std::size_t rowEnd = checkedRowLength();
    for (auto one = slots.begin(); one != slots.end(); ++one) {
+      Internal::checkInside(*one, sizeof(VColType), baseRowLength); // the areas are moved over what lies behind
       const Internal::Area area = slotAt(*one).area();
       if (area.isEmpty())
          continue;

@@ -42,6 +42,10 @@ public:
    {
    }
 
+   HashIndex(const HashIndex&) = delete;
+   HashIndex& operator=(const HashIndex&) = delete;
+   ~HashIndex() { clear(); }
+
    RowOpsBase& ops() const noexcept { return *ops_; }
    std::size_t size() const noexcept { return size_; }
    bool isFree(std::size_t at) const noexcept { return tags_[at] == freeTag; }
@@ -85,7 +89,7 @@ public:
          grow(bits_ + 1);
          at = freeFrom(home(hash));
       }
-      std::construct_at(&entries_[at], row, hash); // over a null row, which is not read: that would wait for memory
+      std::construct_at(&entries_[at], row, hash);
       tagIs(at, tagOf(hash));
       ++size_;
       if (at == end_)
@@ -98,12 +102,12 @@ public:
    /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
    void remove(std::size_t gap) noexcept
    {
-      entries_[gap].release();
+      std::destroy_at(&entries_[gap]);
       for (std::size_t at = next(gap); !isFree(at); at = next(at)) {
          const std::size_t fromHome = (at - home(entries_[at].hash())) & mask();
          const std::size_t fromGap = (at - gap) & mask();
          if (fromHome >= fromGap) {
-            entries_[gap].take(entries_[at]);
+            move(entries_[at], gap);
             tagIs(gap, tags_[at]);
             gap = at;
          }
@@ -114,8 +118,9 @@ public:
 
    void clear() noexcept
    {
-      for (Entry& entry : entries_)
-         entry.release();
+      for (std::size_t at = 0; at < count(); ++at)
+         if (!isFree(at))
+            std::destroy_at(&entries_[at]);
       std::ranges::fill(tags_, freeTag);
       size_ = 0;
    }
@@ -143,31 +148,20 @@ public:
    }
 
 private:
-   /// One entry: a row and 32 bits of its key hash, or a null row where it is free. The hash lies in the row object's
-   /// padding, so an entry is as large as a row. Moving rows between entries moves no construction counter.
+   /// One entry with a row: the row and 32 bits of its key hash, which lie in the row object's padding, so an entry is
+   /// as large as a row.
    class Entry final : public BaseRow
    {
    public:
-      Entry() noexcept = default;
-
       /// Shares the buffer of `row` as any copy of a row does.
       Entry(const BaseRow& row, std::uint32_t hash) noexcept : BaseRow(row), hash_(hash) {}
+
+      /// Takes the row out of an entry that is about to go. No construction is counted: the row only moves.
+      Entry(Entry&& from) noexcept : BaseRow(std::move(from.rowBuf_), from), hash_(from.hash_) {}
 
       std::uint32_t hash() const noexcept { return hash_; }
 
       void replace(const BaseRow& row) noexcept { BaseRow::operator=(row); }
-
-      /// Takes the row out of `from`, which is free then.
-      void take(Entry& from) noexcept
-      {
-         rowBuf_ = std::move(from.rowBuf_);
-         rowOffset_ = from.rowOffset_;
-         subRow_ = from.subRow_;
-         readOnly_ = from.readOnly_;
-         hash_ = from.hash_;
-      }
-
-      void release() noexcept { rowBuf_ = RowBufHandle(); }
 
       /// Has the row's memory fetched while other loads are under way. The two blocks of a row are allocated together,
       /// so its bytes mostly lie within a cache line of the block that names them; a wrong guess costs nothing.
@@ -180,9 +174,18 @@ private:
       }
 
    private:
-      std::uint32_t hash_ = 0;
+      std::uint32_t hash_;
    };
    static_assert(sizeof(Entry) == sizeof(BaseRow));
+
+   struct FreeMemory
+   {
+      void operator()(Entry* memory) const noexcept { ::operator delete(memory); }
+   };
+
+   /// Memory for entries, of which those with a row are objects: a free one is not touched before a row comes, as the
+   /// first touch of a page is what costs most of filling a large index.
+   using Entries = std::unique_ptr<Entry[], FreeMemory>;
 
    /// Asks the kernel for huge pages: a large index is hit at random, and page faults and address translation took a
    /// third of the time of filling one. Only a hint.
@@ -195,15 +198,11 @@ private:
    }
 
    /// 2 to the power of `bits` entries.
-   static std::vector<Entry> freeEntries(unsigned bits)
+   static Entries freeEntries(unsigned bits)
    {
-      const std::size_t count = std::size_t{1} << bits;
-      std::vector<Entry> entries;
-      entries.reserve(count);
-      adviseHugePages(entries.data(), count * sizeof(Entry));
-      const BaseRowCounters before = BaseRow::baseRowCounters;
-      entries.resize(count);
-      BaseRow::baseRowCounters = before; // free entries are nobody's rows
+      const std::size_t size = sizeof(Entry) << bits;
+      Entries entries(static_cast<Entry*>(::operator new(size)));
+      adviseHugePages(entries.get(), size);
       return entries;
    }
 
@@ -217,21 +216,30 @@ private:
       if (bits > hashBits)
          throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
       std::vector<unsigned char> tags = freeTags(bits);
-      std::vector<Entry> old = std::exchange(entries_, freeEntries(bits));
-      tags_ = std::move(tags);
+      const Entries old = std::exchange(entries_, freeEntries(bits));
+      tags_.swap(tags);
+      const std::size_t oldCount = count();
       bits_ = bits;
-      for (Entry& entry : old) {
-         if (entry.isNull())
+      for (std::size_t from = 0; from < oldCount; ++from) {
+         if (tags[from] == freeTag)
             continue;
-         const std::size_t at = freeFrom(home(entry.hash()));
-         entries_[at].take(entry);
-         tagIs(at, tagOf(entry.hash()));
+         const std::size_t at = freeFrom(home(old[from].hash()));
+         move(old[from], at);
+         tagIs(at, tags[from]);
       }
       end_ = freeFrom(0);
    }
 
+   /// Moves a row to the free entry `to`; where it was, there is no object any more.
+   void move(Entry& row, std::size_t to) noexcept
+   {
+      std::construct_at(&entries_[to], std::move(row));
+      std::destroy_at(&row);
+   }
+
    std::size_t home(std::uint32_t hash) const noexcept { return hash >> (hashBits - bits_); }
-   std::size_t mask() const noexcept { return entries_.size() - 1; }
+   std::size_t count() const noexcept { return std::size_t{1} << bits_; }
+   std::size_t mask() const noexcept { return count() - 1; }
    std::size_t next(std::size_t at) const noexcept { return (at + 1) & mask(); }
 
    /// The first free entry from `at` on.
@@ -260,7 +268,7 @@ private:
    {
       tags_[at] = tag;
       if (at < tagsAtOnce)
-         tags_[entries_.size() + at] = tag;
+         tags_[count() + at] = tag;
    }
 
    static unsigned char tagOf(std::uint32_t hash) noexcept { return static_cast<unsigned char>(hash | 0x80); }
@@ -277,7 +285,7 @@ private:
    std::shared_ptr<RowOpsBase> ops_;
    std::uint64_t multiplier_;
    unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
-   std::vector<Entry> entries_ = freeEntries(bits_);
+   Entries entries_ = freeEntries(bits_);
    std::vector<unsigned char> tags_ = freeTags(bits_); ///< of the entries, and once more of the first of them
    std::size_t size_ = 0;
    std::size_t end_ = 0;

@@ -78,12 +78,11 @@ void ZorvaDB::loadMetadata(const std::string& typeName) { Registry::instance().l
 BaseRow ZorvaDB::zoClass(const std::string& typeName)
 {
    const std::uint32_t id = Registry::instance().type(typeName).rowType;
-   if (id == 0)
-      return BaseRow();
    constexpr len_t classRowLength = zo_contentOffset + sizeof id;
-   BaseRow classRow(classRowLength);
-   classRow.setColumn<std::uint32_t>(zo_contentOffset, id, classRowLength);
-   return classRow;
+   BaseRow classRow = id == 0 ? BaseRow() : BaseRow(classRowLength);
+   if (id != 0)
+      classRow.setColumn<std::uint32_t>(zo_contentOffset, id, classRowLength);
+   return classRow; // the only object: a second return would make a move, and count it
 }
 
 std::vector<Embedded::Registration> Embedded::registrations() { return Registry::instance().all(); }

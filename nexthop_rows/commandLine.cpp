@@ -1,13 +1,14 @@
 #include "nexthop_rows/commandLine.h"
 
 #include <charconv>
+#include <iostream>
+
+#include "nexthop_rows/badInput.h"
+#include "nexthop_rows/manual.h"
 
 namespace NexthopRows {
 
 namespace {
-
-constexpr const char* pathText =
-   hasFeeds ? "Folder of --dir, file of --file, or feed:NAME of --from" : "Folder of --dir, or file of --file";
 
 /// Rows come from one source.
 void fromIs(std::optional<RowsFrom>& from, RowsFrom value)
@@ -17,15 +18,147 @@ void fromIs(std::optional<RowsFrom>& from, RowsFrom value)
    from = std::move(value);
 }
 
-std::uint32_t number(const std::string& text)
+/// What the option or argument of the name has as its text.
+std::uint32_t number(const std::string& name, const std::string& text)
 {
    std::uint32_t value = 0;
    const char* const end = text.data() + text.size();
    const auto [stop, error] = std::from_chars(text.data(), end, value);
    if (error != std::errc() || stop != end)
-      throw CLI::ValidationError(text + " is not a decimal number of 32 bits");
+      throw CLI::ValidationError(name, text + " is not a decimal number of 32 bits");
    return value;
 }
+
+Zorva::EthAddr macAddress(const std::string& name, const std::string& text)
+{
+   const auto address = Zorva::EthAddr::parse(text);
+   if (!address)
+      throw CLI::ValidationError(name, text + " is not a MAC address");
+   return *address;
+}
+
+/// An option or argument whose text becomes a value of another type, by parse(name, text).
+template <class T>
+CLI::Option& parsed(CLI::App& app, const char* name, T& value, auto parse, const char* type, const char* text)
+{
+   const auto use = [name, &value, parse](const std::string& word) { value = parse(name, word); };
+   return *app.add_option_function<std::string>(name, use, text)->type_name(type);
+}
+
+constexpr const char* programText =
+   R"(Rows come from a folder of recordings, from a file that save wrote, from the running kernel, or from
+a feed: another machine's rows in a server. A folder, a file or feed:NAME may be named without an
+option (PATH); the file - is standard input. A recording is three files of the ip command's JSON:
+  ip -j -d nexthop show > FOLDER/nexthop.json
+  ip -j neigh show > FOLDER/neigh.json
+  ip -j link show > FOLDER/link.json
+
+Notes on objects that became no row, or no valid one, go to standard error, with the object's id and
+the reason. With --json, all that goes to standard output is a JSON object a line, of which "type"
+says what it is.
+
+Exit status:
+  0  done; watch: it was told to stop, whatever it noted
+  1  an object was refused, diff found a difference, get or dump found no row, check found a fault,
+     feeds found none
+  2  bad input or arguments, or output that could not be written
+
+Environment:
+  NO_COLOR       when it is set and not empty, nothing is coloured
+  TERM           when it is "dumb" or not set, nothing is coloured, and no progress shown
+  REDISCLI_AUTH  the password for a server that wants one)";
+
+constexpr const char* listText =
+   R"(On a terminal, tables for people: whether each row is valid, or why not; the port, and the next
+hop's device; "20 12×3" for a group of 20 and three times 12. Elsewhere a line of text for each row,
+with all its columns.
+
+--port, --dev and --mac choose next hops, and the groups that have such a member. A saved file names
+no devices: there is no --dev then, and no reason why a row is not valid.
+
+Examples:
+  nexthop-rows list --live
+  nexthop-rows list FOLDER --dev eth0
+  nexthop-rows list nexthop --live --invalid
+  nexthop-rows list FOLDER --json)";
+
+constexpr const char* jsonText =
+   R"(Each line has the columns alone; those of `list --json` have "type", too. Statistics go to standard
+error.
+
+Examples:
+  nexthop-rows json --dir FOLDER)";
+
+constexpr const char* getText = R"(Notes are about this row only.
+
+Examples:
+  nexthop-rows get nexthop 31 --live --netns blue
+  nexthop-rows get group 103 FILE --json)";
+
+constexpr const char* dumpText =
+   R"(A line has the offset, the bytes, their type, the value and the column. Notes are about this row
+only.
+
+Examples:
+  nexthop-rows dump group 103 --dir FOLDER)";
+
+constexpr const char* diffText =
+   R"(Rows are compared by id. genId and entryId do not count: they say when and at which place a row was
+filed. Of arrays only what differs is shown: "member[3] 12 -> 13" at one place, "member[6..7] [9,9]
+-> []" for what went, with both lengths. With --json, old and new arrays are whole.
+
+Examples:
+  nexthop-rows diff OLD NEW
+  nexthop-rows diff OLD --live
+  nexthop-rows diff feed:leaf1 feed:leaf2 --from redis://server)";
+
+constexpr const char* checkText = R"(Says how many rows there are, and notes faulty ones.
+
+Examples:
+  nexthop-rows check --file FILE)";
+
+constexpr const char* saveText =
+   R"(A file that is there is replaced when all is written. A debugging aid, not a format for exchange.
+
+Examples:
+  nexthop-rows save FILE --live
+  nexthop-rows save - --live | nexthop-rows list -)";
+
+constexpr const char* watchText =
+   R"(Prints the rows as inserted, and then each change when it comes, until SIGINT, SIGTERM or SIGHUP.
+With --json, {"event":"complete",...} ends what is printed of each whole reading. A namespace that is
+made anew under the name is followed. A feed whose server or writer goes away keeps its rows, and is
+waited for.
+
+Examples:
+  nexthop-rows watch --live
+  nexthop-rows watch --live --netns blue --json
+  nexthop-rows watch --from redis://server --feed leaf1)";
+
+constexpr const char* publishText =
+   R"(A feed is what a machine's rows are called in a Redis server, for others to read (--from, --feed). It
+has one writer: another is refused while the first is alive, and 10 s after it has vanished. With
+--watch it is followed by the kernel's changes until SIGINT, SIGTERM or SIGHUP, and a server that goes
+away is waited for.
+
+An address is redis://[user:password@]host[:port][/database] or
+redis+unix://[user:password@]path[?db=database]. A password that is not there is taken from the
+environment's REDISCLI_AUTH.
+
+Examples:
+  nexthop-rows publish --live --watch --to redis://server --feed leaf1
+  nexthop-rows publish FOLDER --to redis+unix:///run/redis/redis.sock --feed lab)";
+
+constexpr const char* feedsText =
+   R"(For each feed, its rows, when its writer was last heard of, and whether that is alive. Exit status 1
+when there is none.
+
+Examples:
+  nexthop-rows feeds --from redis://server)";
+
+constexpr const char* helpText = R"(Examples:
+  nexthop-rows help columns
+  nexthop-rows help list)";
 
 } // namespace
 
@@ -42,54 +175,40 @@ std::string withoutPasswords(std::string text)
    return text;
 }
 
-CommandLine::CommandLine() : app_("Files a Linux kernel's next-hop objects as table rows.", "nexthop-rows")
+CommandLine::CommandLine() : app_("Linux next hops and groups as table rows", "nexthop-rows")
 {
-   declareSource(app_);
-   declareCommon(app_);
-   app_.footer("Exit status: 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input,\n"
-               "or output that could not be written. watch says what it refused and ends with 0.");
+   app_.formatter(std::make_shared<HelpFormatter>());
+   app_.set_help_flag("-h,--help", "Print this help");
+   app_.set_version_flag("--version", "nexthop-rows " NEXTHOP_ROWS_VERSION, "Print the version");
+   app_.footer(programText);
    app_.require_subcommand(0, 1);
-   app_.failure_message([](const CLI::App* app, const CLI::Error& error) {
-      return withoutPasswords(CLI::FailureMessage::simple(app, error));
-   });
+   declareCommon(app_);
+   declareSource(app_);
 
-   reading("list", list, "Print every row as text", "list --live");
-   reading("json", json, "Print every row as a line of JSON", "json --dir FOLDER");
-   oneRow("get", get, "Look one row up by its id", "get nexthop 31 --live --netns blue");
-   oneRow("dump", dump, "Print the bytes of one row", "dump group 103 --dir FOLDER");
-   CLI::App& differences = subcommand("diff", diff, "Print the changes from OLD to NEW, genId and entryId excepted",
-                                      "diff OLD NEW\nExample: nexthop-rows diff OLD --live");
-   declarePath(differences, "OLD", options_.before,
-               hasFeeds ? "A folder, a file of rows, or feed:NAME of --from" : "A folder, or a file of rows")
+   allRows(reading("list", list, "Print every row", listText));
+   CLI::App& jsonLines = reading("json", json, "Print every row as a line of JSON", jsonText);
+   jsonLines.remove_option(jsonLines.get_option("--json"));
+   allRows(jsonLines);
+   oneRow(reading("get", get, "Look one row up by its id", getText));
+   oneRow(reading("dump", dump, "Print the bytes of one row", dumpText));
+   CLI::App& differences = reading("diff", diff, "Print the changes from OLD to NEW", diffText);
+   path(differences, "OLD", options_.before,
+        hasFeeds ? "Folder of recordings, saved file, or feed:NAME of --from" : "Folder of recordings, or saved file")
+      .required();
+   path(differences, "NEW", options_.from, "The same; without it, one of the options that name rows");
+   declarePath(reading("check", check, "Verify the bytes of every row", checkText));
+   reading("save", save, "Write all rows to a file", saveText)
+      .add_option("FILE", options_.target, "The file; - is standard output")
       ->required();
-   declarePath(differences, "NEW", options_.from, "The same; without it, an option that names a source");
-   declareSource(differences);
-   reading("check", check, "Verify the bytes of every row", "check --file FILE");
-   CLI::App& saves = subcommand("save", save, "Write all rows to a file, for --file", "save FILE --live");
-   saves.add_option("FILE", options_.target)->type_name("")->required();
-   declareSource(saves);
    CLI::App& watches = subcommand(
-      "watch", watch,
-      hasFeeds ? "Follow the running kernel, or a feed: print the rows, then every change when it comes, until SIGINT"
-               : "Follow the running kernel: print the rows, then every change when it comes, until SIGINT",
-      "watch --live --netns blue --json");
+      "watch", watch, hasFeeds ? "Follow the running kernel, or a feed" : "Follow the running kernel", watchText);
    declareKernel(watches);
-   declareJson(watches, "Print a line of JSON for each change, with the time it came");
+   watches.add_flag("--json", options_.isJson, "Print a line of JSON for each change, with the time it came");
    if constexpr (hasFeeds) {
       declareFeed(watches);
-      CLI::App& publishes = subcommand("publish", publish, "Write all rows to a feed, which others read and follow",
-                                       "publish --live --watch --to redis://server --feed leaf1");
-      declarePath(publishes, "PATH", options_.from, "Folder of --dir, or file of --file");
-      declareRecorded(publishes);
-      declareKernel(publishes);
-      declareServer(publishes, "--to", options_.feed.server)->required();
-      publishes.add_option("--feed", options_.feed.name, "The feed that is written")->type_name("NAME")->required();
-      publishes.add_flag("--watch", options_.isFollowed,
-                         "Follow the running kernel: write every change when it comes, until SIGINT");
-      CLI::App& lists = subcommand("feeds", feeds, "List the feeds in a server", "feeds --from redis://server");
-      declareServer(lists, "--from", options_.feed.server)->required();
-      declareJson(lists, "Print a line of JSON for each feed");
+      declareFeedSubcommands();
    }
+   help(*app_.add_subcommand("help", "Explain a subcommand, or what the columns mean"));
 }
 
 void CommandLine::parse(int argc, const char* const* argv)
@@ -121,46 +240,93 @@ void CommandLine::completeSources()
       throw isServerUsed ? CLI::RequiresError("A feed", "--from") : CLI::RequiresError("--from", "--feed");
 }
 
-CLI::App& CommandLine::subcommand(const char* name, Run run, const char* text, const std::string& example)
+CLI::App& CommandLine::subcommand(const char* name, Run run, const char* summary, const char* text)
 {
-   CLI::App& sub = *app_.add_subcommand(name, text)->footer("Example: nexthop-rows " + example);
+   CLI::App& sub = *app_.add_subcommand(name, summary)->footer(text);
    sub.callback([this, run] { run_ = run; });
    declareCommon(sub);
    return sub;
 }
 
-/// A subcommand about all rows of a source.
-void CommandLine::reading(const char* name, Run run, const char* text, const std::string& example)
+/// A subcommand about the rows of a source.
+CLI::App& CommandLine::reading(const char* name, Run run, const char* summary, const char* text)
 {
-   CLI::App& sub = subcommand(name, std::move(run), text, example);
-   declarePath(sub, "PATH", options_.from, pathText);
+   CLI::App& sub = subcommand(name, std::move(run), summary, text);
    declareSource(sub);
+   return sub;
 }
 
-/// A subcommand about one row of a source.
-void CommandLine::oneRow(const char* name, Run run, const char* text, const std::string& example)
+/// Which rows: all, or those that have something in common.
+void CommandLine::allRows(CLI::App& app)
 {
-   CLI::App& sub = subcommand(name, std::move(run), text, example);
-   sub.add_option("KIND", options_.kind)->type_name("")->required()->check(CLI::IsMember({"nexthop", "group"}));
-   sub.add_option_function<std::string>("ID", [this](const std::string& id) { options_.id = number(id); })
-      ->type_name("")
-      ->required();
-   declarePath(sub, "PATH", options_.from, pathText);
-   declareSource(sub);
+   RowFilter& rows = options_.rows;
+   app.add_option("KIND", rows.kind, "nexthop or group: only rows of this kind")
+      ->check(CLI::IsMember({"nexthop", "group"}));
+   declarePath(app);
+   app.validate_positionals(); // so that what is no KIND is a PATH
+   parsed(app, "--port", rows.port, number, "PORT", "Only next hops with this portId");
+   app.add_option("--dev", rows.device, "Only next hops of this device")->type_name("DEVICE");
+   parsed(app, "--mac", rows.mac, macAddress, "MAC", "Only next hops with this dmac or smac");
+   parsed(app, "--group", rows.group, number, "ID", "Only this group, and next hops that are its members");
+   app.add_flag("--invalid", rows.isInvalid, "Only rows that are not valid");
+}
+
+/// Which row.
+void CommandLine::oneRow(CLI::App& app)
+{
+   app.add_option("KIND", options_.rows.kind, "nexthop or group")
+      ->required()
+      ->check(CLI::IsMember({"nexthop", "group"}));
+   parsed(app, "ID", options_.id, number, "", "The kernel's id, in decimal").required();
+   declarePath(app);
+}
+
+void CommandLine::help(CLI::App& app)
+{
+   app.footer(helpText);
+   app.add_option("TOPIC", topic_, "A subcommand's name, or columns");
+   app.add_option("FOLDER", pagesFolder_)->group(""); // of `help man`, for packages
+   app.callback([this] {
+      run_ = [this](const Options&, Notes&) {
+         if (topic_ == "man" && !pagesFolder_.empty())
+            writeManualPages(app_, pagesFolder_);
+         else if (topic_ == "columns")
+            std::cout << columnsText();
+         else
+            std::cout << app_.get_formatter()->make_help(&topic(), "", CLI::AppFormatMode::Normal);
+         return Result();
+      };
+   });
+}
+
+/// The subcommand that help is wanted on, or the app. Throws BadInput when there is none of the name.
+const CLI::App& CommandLine::topic() const
+{
+   const auto named = app_.get_subcommands([this](const CLI::App* sub) { return sub->get_name() == topic_; });
+   if (named.empty() && !topic_.empty())
+      throw BadInput("no help on " + topic_);
+   return named.empty() ? app_ : *named.front();
 }
 
 void CommandLine::declareCommon(CLI::App& app)
 {
-   app.add_flag("--stats", options_.statistics, "Print rows, bytes and row objects (json: to standard error)");
+   app.add_flag("-q,--quiet", options_.isQuiet, "Print no notes; errors are printed all the same");
+   app.add_flag("--stats", options_.statistics, "Print rows, bytes and row objects at the end");
 }
 
-/// The options that name a source.
+/// The options that name a source, and what may be said of every one.
 void CommandLine::declareSource(CLI::App& app)
 {
+   declareJson(app);
    declareRecorded(app);
    declareKernel(app);
    if constexpr (hasFeeds)
       declareFeed(app);
+}
+
+void CommandLine::declareJson(CLI::App& app)
+{
+   app.add_flag("--json", options_.isJson, "Print JSON, an object a line, each with its type");
 }
 
 void CommandLine::declareRecorded(CLI::App& app)
@@ -169,27 +335,39 @@ void CommandLine::declareRecorded(CLI::App& app)
       app.add_option_function<std::string>(name, use, text)->type_name(type);
    };
    option(
-      "--dir", "FOLDER", [this](const std::string& path) { fromIs(options_.from, RecordedFolder{path}); },
+      "--dir", "FOLDER", [this](const std::string& folder) { fromIs(options_.from, RecordedFolder{folder}); },
       "Folder with nexthop.json, neigh.json and link.json");
    option(
-      "--file", "FILE", [this](const std::string& path) { fromIs(options_.from, SavedFile{path}); },
-      "File of rows that save wrote");
+      "--file", "FILE", [this](const std::string& file) { fromIs(options_.from, SavedFile{file}); },
+      "File of rows that save wrote; - is standard input");
 }
 
 void CommandLine::declareFeed(CLI::App& app)
 {
-   declareServer(app, "--from", server_);
+   server(app, "--from", server_);
    const auto use = [this](const std::string& name) { fromIs(options_.from, FeedIn{"", name}); };
-   app.add_option_function<std::string>("--feed", use, "The feed of --from whose rows these are")->type_name("NAME");
+   app.add_option_function<std::string>("--feed", use, "The feed of --from")->type_name("NAME");
 }
 
-CLI::Option* CommandLine::declareServer(CLI::App& app, const char* name, std::string& server)
+/// The option that names a server.
+CLI::Option& CommandLine::server(CLI::App& app, const char* name, std::string& server)
 {
-   return app
-      .add_option(name, server,
-                  "Redis server: redis://[user:password@]host[:port] or redis+unix://path; password also from "
-                  "REDISCLI_AUTH")
-      ->type_name("URL");
+   return *app.add_option(name, server, "Redis server with feeds: redis://HOST or redis+unix://PATH")->type_name("URL");
+}
+
+void CommandLine::declareFeedSubcommands()
+{
+   CLI::App& publishes = subcommand("publish", publish, "Write all rows to a feed", publishText);
+   path(publishes, "PATH", options_.from, "Folder of --dir, or file of --file");
+   declareJson(publishes);
+   declareRecorded(publishes);
+   declareKernel(publishes);
+   server(publishes, "--to", options_.feed.server).required();
+   publishes.add_option("--feed", options_.feed.name, "The feed that is written")->type_name("NAME")->required();
+   publishes.add_flag("--watch", options_.isFollowed, "Follow the running kernel, and write every change");
+   CLI::App& lists = subcommand("feeds", feeds, "List the feeds in a server", feedsText);
+   server(lists, "--from", options_.feed.server).required();
+   declareJson(lists);
 }
 
 void CommandLine::declareKernel(CLI::App& app)
@@ -199,12 +377,16 @@ void CommandLine::declareKernel(CLI::App& app)
    app.add_option("--netns", netns_, "Network namespace for --live, as `ip netns` names it")->type_name("NAME");
 }
 
-void CommandLine::declareJson(CLI::App& app, const char* text) { app.add_flag("--json", options_.isJson, text); }
-
-CLI::Option* CommandLine::declarePath(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text)
+void CommandLine::declarePath(CLI::App& app)
 {
-   const auto use = [&from](const std::string& path) { fromIs(from, fromPath(path)); };
-   return app.add_option_function<std::string>(name, use, text)->type_name("");
+   path(app, "PATH", options_.from,
+        hasFeeds ? "Folder of --dir, file of --file, or feed:NAME of --from" : "Folder of --dir, or file of --file");
+}
+
+CLI::Option& CommandLine::path(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text)
+{
+   const auto use = [&from](const std::string& word) { fromIs(from, fromPath(word)); };
+   return *app.add_option_function<std::string>(name, use, text);
 }
 
 } // namespace NexthopRows

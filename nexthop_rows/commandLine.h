@@ -33,24 +33,31 @@ public:
    CLI::App& app() { return app_; }
 
 private:
-   CLI::App& subcommand(const char* name, Run run, const char* text, const std::string& example);
-   void reading(const char* name, Run run, const char* text, const std::string& example);
-   void oneRow(const char* name, Run run, const char* text, const std::string& example);
+   CLI::App& subcommand(const char* name, Run run, const char* summary, const char* text);
+   CLI::App& reading(const char* name, Run run, const char* summary, const char* text);
+   void allRows(CLI::App& app);
+   void oneRow(CLI::App& app);
+   void help(CLI::App& app);
+   const CLI::App& topic() const;
    void declareCommon(CLI::App& app);
    void declareSource(CLI::App& app);
    void declareRecorded(CLI::App& app);
    void declareKernel(CLI::App& app);
    void declareFeed(CLI::App& app);
-   CLI::Option* declareServer(CLI::App& app, const char* name, std::string& server);
+   void declareJson(CLI::App& app);
+   void declareFeedSubcommands();
+   CLI::Option& server(CLI::App& app, const char* name, std::string& server);
    void completeSources();
-   void declareJson(CLI::App& app, const char* text);
-   CLI::Option* declarePath(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text);
+   void declarePath(CLI::App& app);
+   CLI::Option& path(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text);
 
    CLI::App app_;
    Run run_;
    Options options_;
    std::optional<std::string> netns_; ///< --netns, which may stand before its --live
    std::string server_;               ///< --from of feeds that are read
+   std::string topic_;                ///< of help
+   std::string pagesFolder_;          ///< for the manual pages, of `help man`
 };
 
 } // namespace NexthopRows

@@ -94,12 +94,16 @@ std::size_t printFeeds(const std::string& server, bool isJson)
    for (const auto& [name, feed] : feeds) {
       const auto nexthops = feed.nexthops.value_or(0), groups = feed.groups.value_or(0);
       if (isJson)
-         std::cout
-            << nlohmann::ordered_json{{"feed", name},          {"nexthops", nexthops},
-                                      {"groups", groups},      {"age", static_cast<double>(feed.age.count()) / 1000},
-                                      {"alive", feed.isAlive}, {"complete", feed.isComplete},
-                                      {"ours", feed.isOurs},   {"publisher", feed.publisher}}
-            << '\n';
+         std::cout << nlohmann::ordered_json{{"type", "feed"},
+                                             {"feed", name},
+                                             {"nexthops", nexthops},
+                                             {"groups", groups},
+                                             {"age", static_cast<double>(feed.age.count()) / 1000},
+                                             {"alive", feed.isAlive},
+                                             {"complete", feed.isComplete},
+                                             {"ours", feed.isOurs},
+                                             {"publisher", feed.publisher}}
+                   << '\n';
       else
          line(name, nexthops, groups, ageText(feed.age), stateText(feed), feed.publisher);
    }

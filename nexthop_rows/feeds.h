@@ -20,13 +20,13 @@ void publishRows(const Tables& tables, const FeedIn& feed);
 /// Follows the running kernel as followKernel and keeps the feed equal to its rows. A server that goes away is told of
 /// once and connected to again, one that is not there yet, too. Throws BadInput when another publishes the feed, or the
 /// server does not let us.
-Tables publishKernel(const NetNamespace& netns, const FeedIn& feed);
+Tables publishKernel(const NetNamespace& netns, const FeedIn& feed, bool isQuiet);
 
 /// Follows the feed and prints its rows, then every change, as watchKernel does; what came and went between two looks
 /// is not seen. In JSON, {"event":"complete",...} follows whenever the whole feed has been read and compared. A server
 /// or a feed that goes away or is not there yet is told of and waited for; the rows stay meanwhile. Throws BadInput
 /// when the server does not let us, or the feed's rows have other columns.
-Tables watchFeed(const FeedIn& feed, bool isJson);
+Tables watchFeed(const FeedIn& feed, bool isJson, bool isQuiet);
 
 /// Prints the server's feeds of our row types, as a table or as lines of JSON. Returns how many they are. Throws
 /// BadInput.

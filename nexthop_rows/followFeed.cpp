@@ -200,9 +200,9 @@ Tables readFeed(const FeedIn& from, Notes& notes)
    return feed.tables();
 }
 
-Tables watchFeed(const FeedIn& feed, bool isJson)
+Tables watchFeed(const FeedIn& feed, bool isJson, bool isQuiet)
 {
-   Following following;
+   Following following(isQuiet);
    return FeedWatch(feed, following, isJson).run();
 }
 

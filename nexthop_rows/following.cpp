@@ -12,9 +12,10 @@
 
 namespace NexthopRows {
 
-Following::Following()
+Following::Following(bool isQuiet)
    : output_(STDOUT_FILENO, "standard output", signals_.fd()), out_(&output_),
-     errors_(STDERR_FILENO, "standard error", signals_.fd()), err_(&errors_), notes_(err_, Notes::Repeats::no)
+     errors_(STDERR_FILENO, "standard error", signals_.fd()), err_(&errors_), nowhere_(nullptr),
+     notes_(isQuiet ? nowhere_ : err_, Notes::Repeats::no)
 {
    out_.exceptions(std::ios_base::badbit);
    err_.exceptions(std::ios_base::badbit);

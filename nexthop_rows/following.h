@@ -20,8 +20,8 @@ class Following
 public:
    using Clock = std::chrono::steady_clock;
 
-   /// Notes, an object's only when it is another than its last, go to standard error.
-   Following();
+   /// Notes, an object's only when it is another than its last, go to standard error unless that is to be quiet.
+   explicit Following(bool isQuiet);
    Following(const Following&) = delete;
    Following& operator=(const Following&) = delete;
 
@@ -47,6 +47,7 @@ private:
    std::ostream out_;
    Output errors_;
    std::ostream err_;
+   std::ostream nowhere_; ///< has no buffer
    Notes notes_;
    std::string time_;
 };

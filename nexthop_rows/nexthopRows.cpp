@@ -1,39 +1,60 @@
 // nexthop-rows: files a Linux kernel's next-hop objects as rows and prints, looks up, dumps, checks, saves, compares
 // and follows them.
 //
-// Rows go to standard output, notes about objects that became no row, or no valid one, to standard error. Exit status:
-// 0 done, 1 an object was refused or a row is faulty, and the rest is done, 2 bad input, or output that could not be
-// written.
+// What was asked for goes to standard output, messages to standard error. commandLine.cpp says what all of it means,
+// exit statuses included.
 #include <iostream>
+#include <string_view>
 
 #include "nexthop_rows/badInput.h"
 #include "nexthop_rows/commandLine.h"
+#include "nexthop_rows/manual.h"
 #include "nexthop_rows/stopSignals.h"
 
-int main(int argc, char** argv)
+namespace {
+
+using namespace NexthopRows;
+
+/// What the arguments of main() ask for. Throws BadInput, Stopped, and what else subcommands throw.
+Status run(int argc, char** argv)
 {
-   using namespace NexthopRows;
    CommandLine commandLine;
+   if (argc > 1 && std::string_view(argv[1]) == "complete") { // what shells ask, of words that may not be parsed
+      std::cout << completions(commandLine.app(), {argv + 2, argv + argc});
+      return Status::done;
+   }
    try {
       commandLine.parse(argc, argv);
+   } catch (const CLI::Success& asked) { // for help
+      commandLine.app().exit(asked);
+      return Status::done;
    } catch (const CLI::ParseError& error) {
-      return static_cast<int>(commandLine.app().exit(error) == 0 ? Status::done : Status::bad);
+      throw BadInput(error.what() + std::string("; see --help"));
    }
 
    const Options& options = commandLine.options();
-   Notes notes(std::cerr);
+   std::ostream nowhere(nullptr);
+   Notes notes(options.isQuiet ? nowhere : std::cerr);
+   const Result result = commandLine.run()(options, notes);
+   if (options.statistics)
+      printStatistics(result.isOutputTaken ? std::cerr : std::cout, result.tables, options.isJson);
+   return notes.isAnyBad() ? Status::other : result.status;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
    Status status = Status::bad;
    try {
-      const Result result = commandLine.run()(options, notes);
-      if (options.statistics) // which are not JSON
-         printStatistics(result.isOutputTaken ? std::cerr : std::cout, result.tables);
+      status = run(argc, argv);
       if (!std::cout.flush())
          throw BadInput("cannot write to standard output");
-      status = notes.isAnyBad() ? Status::other : result.status;
    } catch (const Stopped&) {
       status = Status::done;
    } catch (const std::exception& error) {
-      std::cerr << "nexthop-rows: " << withoutPasswords(error.what()) << '\n';
+      status = Status::bad;
+      std::cerr << programName << withoutPasswords(error.what()) << '\n';
    }
    return static_cast<int>(status);
 }

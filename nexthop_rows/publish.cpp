@@ -100,9 +100,9 @@ void publishRows(const Tables& tables, const FeedIn& feed)
       throw BadInput(text(feed) + ": " + problem);
 }
 
-Tables publishKernel(const NetNamespace& netns, const FeedIn& feed)
+Tables publishKernel(const NetNamespace& netns, const FeedIn& feed, bool isQuiet)
 {
-   Following following;
+   Following following(isQuiet);
    PublishedRows rows(feed, following);
    return followKernel(netns, following, rows);
 }

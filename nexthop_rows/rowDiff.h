@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "nexthop_rows/tables.h"
@@ -58,6 +59,26 @@ std::vector<Zorva::ColumnChange> changedColumns(const Change<Row>& change)
    return columns;
 }
 
+/// What differs between two arrays of a column, their common beginning and end left out: "member[3] 12 -> 13",
+/// "member[3..4] [12,12] -> [13,14]"; with the lengths where those differ, too:
+/// "member[6..7] [9,9] -> [] (length 15 -> 13)", "member[6] [] -> [9] (length 13 -> 14)". In arrays of one length, each
+/// place that differs is shown, and neighbouring ones together.
+std::string arrayChangeText(std::string_view name, const std::vector<std::uint32_t>& before,
+                            const std::vector<std::uint32_t>& after);
+
+/// "portId 10 -> 11", and the same of arrays as arrayChangeText() has it.
+template <class Row>
+std::string columnChangeText(const Change<Row>& change, const Zorva::ColumnChange& column)
+{
+   if constexpr (std::is_same_v<Row, EcmpMemberListRow>) {
+      if (column.name == "member")
+         return arrayChangeText(column.name, change.before->member(), change.after->member());
+      if (column.name == "watch")
+         return arrayChangeText(column.name, change.before->watch(), change.after->watch());
+   }
+   return std::string(column.name) + ' ' + column.before + " -> " + column.after;
+}
+
 /// "nexthop 7 inserted: ", "... removed: " and the row, or "... changed: " and "portId 10 -> 11, drop true -> false".
 template <class Row>
 std::string changeText(const Change<Row>& change)
@@ -69,18 +90,18 @@ std::string changeText(const Change<Row>& change)
       return name + " removed: " + change.row().toString();
    std::string columns;
    for (const Zorva::ColumnChange& column : changedColumns(change))
-      columns.append(columns.empty() ? "" : ", ").append(column.name) += ' ' + column.before + " -> " + column.after;
+      columns.append(columns.empty() ? "" : ", ") += columnChangeText(change, column);
    return name + " changed: " + columns;
 }
 
 /// {"event":"inserted","time":"...","type":"nexthop","id":7,"row":{...}}, the same with "removed", or "replaced" with
-/// "changes":{"portId":{"old":10,"new":11}} in place of the row.
+/// "changes":{"portId":{"old":10,"new":11}} in place of the row. Without "time" when that is empty.
 template <class Row>
-std::string changeJson(const Change<Row>& change, const std::string& time)
+std::string changeJson(const Change<Row>& change, const std::string& time = "")
 {
    const char* const event = !change.before ? "inserted" : !change.after ? "removed" : "replaced";
-   std::string json = std::string(R"({"event":")") + event + R"(","time":")" + time + R"(","type":")" + kindOf<Row> +
-                      R"(","id":)" + std::to_string(change.row().id());
+   std::string json = std::string(R"({"event":")") + event + (time.empty() ? "" : R"(","time":")" + time) +
+                      R"(","type":")" + kindOf<Row> + R"(","id":)" + std::to_string(change.row().id());
    if (!change.before || !change.after)
       return json + R"(,"row":)" + change.row().toJson() + '}';
    const char* separator = R"(,"changes":{")";

@@ -71,6 +71,12 @@ constexpr std::uint64_t handle(std::uint64_t table, ObjectId id) { return (table
 
 } // namespace
 
+std::string whyNotValid(KernelState& state, ObjectId nexthop)
+{
+   const auto view = state.viewOf(nexthop);
+   return view ? whyNotValid(state, *view, encapsulationOf(*view)) : "";
+}
+
 void RowKeeper::touchAll(KernelState& state) const
 {
    for (const Zorva::BaseRow& row : tables_.nexthops)
@@ -150,7 +156,7 @@ std::optional<Change<EcmpMemberListRow>> RowKeeper::settleGroup(KernelState& sta
       members.insert(members.end(), member.weight / divisor, member.id);
       ports.insert(ports.end(), member.weight / divisor, row ? row->portId() : 0);
    }
-   note<EcmpMemberListRow>(id, isValid ? "" : "no valid member");
+   note<EcmpMemberListRow>(id, isValid ? "" : noValidMember);
    const EcmpMemberListRow after(before ? before->genId() : genId, handle(2, id), isValid,
                                  before ? before->entryId() : groupsFiled_ + 1, id, members, ports);
    return file<EcmpMemberListRow>(tables_.groups, std::move(before), after, genId, groupsFiled_);

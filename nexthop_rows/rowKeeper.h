@@ -10,6 +10,12 @@ namespace NexthopRows {
 /// The program's own code of what a next hop puts around a packet, in the column encapType.
 enum class EncapType : std::int32_t { notHeld = -1, none = 0, vlan = 1, mpls = 2, ip = 3, ip6 = 4 };
 
+/// What keeps packets from leaving through the next hop; empty when nothing does, or there is no such next hop.
+std::string whyNotValid(KernelState& state, ObjectId nexthop);
+
+/// The same for a group that is not valid.
+inline constexpr const char* noValidMember = "no valid member";
+
 class RowKeeper
 {
 public:

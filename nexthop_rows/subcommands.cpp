@@ -1,11 +1,16 @@
 #include "nexthop_rows/subcommands.h"
 
 #include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <unistd.h>
 
 #include "nexthop_rows/badInput.h"
 #include "nexthop_rows/feeds.h"
 #include "nexthop_rows/rowDiff.h"
 #include "nexthop_rows/rowFile.h"
+#include "nexthop_rows/rowTable.h"
+#include "nexthop_rows/terminal.h"
 #include "nexthop_rows/watch.h"
 #include "rowtype/describe.h"
 #include "rowtype/verify.h"
@@ -14,42 +19,98 @@ namespace NexthopRows {
 
 namespace {
 
+using OrderedJson = nlohmann::ordered_json;
+
 /// Throws BadInput when no source is named.
 Imported importFrom(const std::optional<RowsFrom>& from, std::uint64_t genId, Notes& notes)
 {
    if (!from)
       throw BadInput("no rows are named: PATH, --dir FOLDER, --file FILE or --live is missing");
+   const Progress progress("reading " + text(*from));
    return importRows(*from, genId, notes);
 }
 
-/// Calls use(row) for the row of the kind and id that the options name. Throws BadInput when there is none.
-template <class Use>
-void withRow(const Tables& tables, const Options& options, Use use)
+/// {"type":"nexthop", ...}: the row's JSON, with its kind in front.
+template <class Row>
+std::string typedJson(const Row& row)
 {
-   const auto useRow = [&](const auto& row) {
-      if (!row)
-         throw BadInput("no " + options.kind + ' ' + std::to_string(options.id));
-      use(*row);
-   };
-   if (options.kind == kindOf<EcmpMemberListRow>)
-      useRow(Zorva::Embedded::findRow(tables.groups, EcmpMemberListRow::key(options.id)));
-   else
-      useRow(Zorva::Embedded::findRow(tables.nexthops, NexthopInfoRow::key(options.id)));
+   return std::string(R"({"type":")") + kindOf<Row> + R"(", )" + row.toJson().substr(1);
 }
 
+/// The import, of which notes tell nothing but what is about the row that is named; and use(row) if that is there.
+template <class Use>
+Result useRow(const Options& options, Notes& notes, Use use)
+{
+   const std::string name = options.rows.kind + ' ' + std::to_string(options.id);
+   notes.onlyAbout(name);
+   Result result = import(options, notes);
+   const auto useFound = [&](const auto& row) {
+      if (row)
+         return use(*row);
+      notes.told(text(*options.from), "no " + name);
+      result.status = Status::other;
+   };
+   if (options.rows.kind == kindOf<EcmpMemberListRow>)
+      useFound(Zorva::Embedded::findRow(result.tables.groups, EcmpMemberListRow::key(options.id)));
+   else
+      useFound(Zorva::Embedded::findRow(result.tables.nexthops, NexthopInfoRow::key(options.id)));
+   return result;
+}
+
+/// {"type":"nexthop","id":7,"fields":[{"offset":0,"bytes":"34 00","as":"len","value":"52","name":"row length"}, ...]}:
+/// the lines of the listing. Those that say what is wrong with a faulty row have nothing but "name".
 template <class Row>
-void printChanges(const Table& before, const Table& after)
+std::string listingJson(const Row& row)
+{
+   OrderedJson fields = OrderedJson::array();
+   std::istringstream lines(Zorva::describeRow<Row>(row));
+   for (std::string line; std::getline(lines, line);) {
+      std::vector<std::string> parts;
+      for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 3) {
+         end = line.find(" | ", at);
+         const std::string part = line.substr(at, end == std::string::npos ? end : end - at);
+         parts.push_back(part.substr(0, part.find_last_not_of(' ') + 1));
+      }
+      if (parts.size() != 5)
+         fields.push_back({{"name", parts.front()}});
+      else
+         fields.push_back({{"offset", std::stoul(parts[0], nullptr, 16)},
+                           {"bytes", parts[1]},
+                           {"as", parts[2]},
+                           {"value", parts[3]},
+                           {"name", parts[4]}});
+   }
+   return OrderedJson{{"type", kindOf<Row>}, {"id", row.id()}, {"fields", fields}}.dump();
+}
+
+/// How many changes of each kind there are.
+struct Sums
 {
    std::size_t inserted = 0;
    std::size_t removed = 0;
-   const auto changes = changesBetween<Row>(before, after);
-   for (const auto& change : changes) {
-      inserted += !change.before;
-      removed += !change.after;
-      std::cout << changeText(change) << '\n';
+   std::size_t changed = 0;
+
+   bool isNothing() const { return inserted == 0 && removed == 0 && changed == 0; }
+};
+
+/// Prints the changes of a table, and as text their sums.
+template <class Row>
+Sums printChanges(const Table& before, const Table& after, bool isJson)
+{
+   Sums sums;
+   for (const auto& change : changesBetween<Row>(before, after)) {
+      ++(!change.before ? sums.inserted : !change.after ? sums.removed : sums.changed);
+      std::cout << (isJson ? changeJson(change) : changeText(change)) << '\n';
    }
-   std::cout << kindOf<Row> << ": " << inserted << " inserted, " << removed << " removed, "
-             << changes.size() - inserted - removed << " changed\n";
+   if (!isJson)
+      std::cout << kindOf<Row> << ": " << sums.inserted << " inserted, " << sums.removed << " removed, " << sums.changed
+                << " changed\n";
+   return sums;
+}
+
+OrderedJson toJson(const Sums& sums)
+{
+   return {{"inserted", sums.inserted}, {"removed", sums.removed}, {"replaced", sums.changed}};
 }
 
 /// Verifies the bytes of every row of the table and notes the faulty ones. Returns how many they are.
@@ -69,6 +130,28 @@ std::size_t checkRows(const Table& table, Notes& notes)
    return faults;
 }
 
+/// The kernel that is to be followed. Throws BadInput where none is named.
+NetNamespace kernelOf(const Options& options, const char* missing)
+{
+   const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
+   if (kernel == nullptr)
+      throw BadInput(missing);
+   return NetNamespace(kernel->netns);
+}
+
+/// The numbers of a table, and its bytes.
+struct Size
+{
+   explicit Size(const Table& table) : rows(table.size())
+   {
+      for (const Zorva::BaseRow& row : table)
+         bytes += row.bytes().size();
+   }
+
+   std::size_t rows;
+   std::size_t bytes = 0;
+};
+
 } // namespace
 
 Result import(const Options& options, Notes& notes)
@@ -78,39 +161,48 @@ Result import(const Options& options, Notes& notes)
 
 Result list(const Options& options, Notes& notes)
 {
-   Result result = import(options, notes);
-   forEachRow(result.tables, [](const auto& row) { std::cout << row << '\n'; });
-   return result;
+   Imported imported = importFrom(options.from, 1, notes);
+   const std::string from = text(*options.from);
+   if (!options.isJson && isatty(STDOUT_FILENO) == 1)
+      printTables(std::cout, options.rows, imported, from, isColoured(STDOUT_FILENO));
+   else
+      FilteredRows(options.rows, imported, from).forEach([&](const auto& row) {
+         std::cout << (options.isJson ? typedJson(row) : row.toString()) << '\n';
+      });
+   return {std::move(imported.tables), Status::done, false};
 }
 
 Result json(const Options& options, Notes& notes)
 {
-   Result result = import(options, notes);
-   forEachRow(result.tables, [](const auto& row) { std::cout << row.toJson() << '\n'; });
-   result.isOutputTaken = true;
-   return result;
+   Imported imported = importFrom(options.from, 1, notes);
+   FilteredRows(options.rows, imported, text(*options.from)).forEach([](const auto& row) {
+      std::cout << row.toJson() << '\n';
+   });
+   return {std::move(imported.tables), Status::done, true};
 }
 
 Result get(const Options& options, Notes& notes)
 {
-   Result result = import(options, notes);
-   withRow(result.tables, options, [](const auto& row) { std::cout << row << '\n'; });
-   return result;
+   return useRow(options, notes,
+                 [&](const auto& row) { std::cout << (options.isJson ? typedJson(row) : row.toString()) << '\n'; });
 }
 
 Result dump(const Options& options, Notes& notes)
 {
-   Result result = import(options, notes);
-   withRow(result.tables, options, []<class Row>(const Row& row) { std::cout << Zorva::describeRow<Row>(row); });
-   return result;
+   return useRow(options, notes, [&]<class Row>(const Row& row) {
+      std::cout << (options.isJson ? listingJson(row) + '\n' : Zorva::describeRow<Row>(row));
+   });
 }
 
 Result check(const Options& options, Notes& notes)
 {
    Result result = import(options, notes);
+   const Progress progress("verifying rows");
    const std::size_t faults = checkRows<NexthopInfoRow>(result.tables.nexthops, notes) +
                               checkRows<EcmpMemberListRow>(result.tables.groups, notes);
-   if (faults == 0)
+   if (options.isJson)
+      std::cout << OrderedJson{{"type", "check"}, {"rows", result.tables.size()}, {"faulty", faults}} << '\n';
+   else if (faults == 0)
       std::cout << result.tables.size() << " rows verified\n";
    return result;
 }
@@ -119,17 +211,27 @@ Result diff(const Options& options, Notes& notes)
 {
    const Tables before = importFrom(options.before, 1, notes).tables;
    Tables after = importFrom(options.from, 2, notes).tables;
-   printChanges<NexthopInfoRow>(before.nexthops, after.nexthops);
-   printChanges<EcmpMemberListRow>(before.groups, after.groups);
-   return {std::move(after), Status::done, false};
+   const Sums nexthops = printChanges<NexthopInfoRow>(before.nexthops, after.nexthops, options.isJson);
+   const Sums groups = printChanges<EcmpMemberListRow>(before.groups, after.groups, options.isJson);
+   if (options.isJson)
+      std::cout << OrderedJson{{"type", "diff"}, {"nexthop", toJson(nexthops)}, {"group", toJson(groups)}} << '\n';
+   const bool isSame = nexthops.isNothing() && groups.isNothing();
+   return {std::move(after), isSame ? Status::done : Status::other, false};
 }
 
 Result save(const Options& options, Notes& notes)
 {
    Result result = import(options, notes);
-   saveRows(result.tables, options.target);
-   result.isOutputTaken = options.target == standardFile;
-   (result.isOutputTaken ? std::cerr : std::cout) << result.tables.size() << " rows saved\n";
+   {
+      const Progress progress("writing rows");
+      saveRows(result.tables, options.target);
+   }
+   if (options.target == standardFile)
+      result.isOutputTaken = true;
+   else if (options.isJson)
+      std::cout << OrderedJson{{"type", "save"}, {"rows", result.tables.size()}} << '\n';
+   else
+      std::cout << result.tables.size() << " rows saved\n";
    return result;
 }
 
@@ -137,12 +239,11 @@ Result watch(const Options& options, Notes& /*notes*/)
 {
    if constexpr (hasFeeds)
       if (const auto* const feed = options.from ? std::get_if<FeedIn>(&*options.from) : nullptr)
-         return {watchFeed(*feed, options.isJson), Status::done, options.isJson};
-   const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
-   if (kernel == nullptr)
-      throw BadInput(std::string("watch follows the running kernel") + (hasFeeds ? " or a feed" : "") + ": --live" +
-                     (hasFeeds ? ", or --from with --feed," : "") + " is missing");
-   return {watchKernel(NetNamespace(kernel->netns), options.isJson), Status::done, options.isJson};
+         return {watchFeed(*feed, options.isJson, options.isQuiet), Status::done, false};
+   const NetNamespace netns = kernelOf(
+      options, hasFeeds ? "watch follows the running kernel or a feed: --live, or --from with --feed, is missing"
+                        : "watch follows the running kernel: --live is missing");
+   return {watchKernel(netns, options.isJson, options.isQuiet), Status::done, false};
 }
 
 Result publish([[maybe_unused]] const Options& options, [[maybe_unused]] Notes& notes)
@@ -150,37 +251,48 @@ Result publish([[maybe_unused]] const Options& options, [[maybe_unused]] Notes& 
    Result result;
    if constexpr (hasFeeds) {
       if (options.isFollowed) {
-         const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
-         if (kernel == nullptr)
-            throw BadInput("publish --watch follows the running kernel: --live is missing");
-         result.tables = publishKernel(NetNamespace(kernel->netns), options.feed);
-      } else {
-         result = import(options, notes);
-         publishRows(result.tables, options.feed);
-         std::cout << result.tables.size() << " rows published\n";
+         const NetNamespace netns = kernelOf(options, "publish --watch follows the running kernel: --live is missing");
+         result.tables = publishKernel(netns, options.feed, options.isQuiet);
+         return result;
       }
+      result = import(options, notes);
+      publishRows(result.tables, options.feed);
+      if (options.isJson)
+         std::cout << OrderedJson{{"type", "publish"}, {"rows", result.tables.size()}} << '\n';
+      else
+         std::cout << result.tables.size() << " rows published\n";
    }
    return result;
 }
 
 Result feeds([[maybe_unused]] const Options& options, Notes& /*notes*/)
 {
+   Result result;
    if constexpr (hasFeeds)
-      return {{}, printFeeds(options.feed.server, options.isJson) != 0 ? Status::done : Status::other, options.isJson};
-   return {};
+      if (printFeeds(options.feed.server, options.isJson) == 0)
+         result.status = Status::other;
+   return result;
 }
 
-void printStatistics(std::ostream& out, const Tables& tables)
+void printStatistics(std::ostream& out, const Tables& tables, bool isJson)
 {
    const auto counters = Zorva::BaseRow::baseRowCounters; // a copy, as reading the tables adds to them
-   const auto line = [&](const char* kind, const Table& table) {
-      std::size_t bytes = 0;
-      for (const Zorva::BaseRow& row : table)
-         bytes += row.bytes().size();
-      out << kind << ": " << table.size() << " rows, " << bytes << " bytes\n";
-   };
-   line("nexthop", tables.nexthops);
-   line("group", tables.groups);
+   const Size nexthops(tables.nexthops);
+   const Size groups(tables.groups);
+   if (isJson) {
+      const auto json = [](const Size& size) { return OrderedJson{{"rows", size.rows}, {"bytes", size.bytes}}; };
+      const OrderedJson objects{{"null", counters.defaultCtor},        {"new", counters.lengthCtor},
+                                {"copied", counters.copyCtor},         {"moved", counters.moveCtor},
+                                {"copyAssigned", counters.copyAssign}, {"moveAssigned", counters.moveAssign}};
+      out << OrderedJson{{"type", "statistics"},
+                         {"nexthop", json(nexthops)},
+                         {"group", json(groups)},
+                         {"objects", objects}}
+          << '\n';
+      return;
+   }
+   out << "nexthop: " << nexthops.rows << " rows, " << nexthops.bytes << " bytes\ngroup: " << groups.rows << " rows, "
+       << groups.bytes << " bytes\n";
    out << "row objects constructed: " << counters.defaultCtor << " null, " << counters.lengthCtor << " new, "
        << counters.copyCtor << " copied, " << counters.moveCtor << " moved; assigned: " << counters.copyAssign
        << " copied, " << counters.moveAssign << " moved\n";

@@ -28,9 +28,9 @@ private:
 
 } // namespace
 
-Tables watchKernel(const NetNamespace& netns, bool isJson)
+Tables watchKernel(const NetNamespace& netns, bool isJson, bool isQuiet)
 {
-   Following following;
+   Following following(isQuiet);
    PrintedRows rows(following, isJson);
    return followKernel(netns, following, rows);
 }

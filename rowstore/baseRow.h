@@ -235,10 +235,10 @@ public:
 
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
    /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Below 4, `fdLen`
-   /// clears just so many bytes, and what it leaves of the header stays. Throws ZoNullRow; raises a debug assertion
-   /// when `fdLen` does not fit the buffer (false where the handler returns); throws ZoPermissionViolation, ZoOutOfRange
-   /// when the row length does not fit the buffer; then std::bad_alloc or Halvo::MemoryResourceException. All leave the
-   /// row unchanged.
+   /// clears just so many bytes in place, and the rest of the header stays; a new buffer is zero but for the length.
+   /// Throws ZoNullRow; raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns);
+   /// throws ZoPermissionViolation, ZoOutOfRange when the row length does not fit the buffer; then std::bad_alloc or
+   /// Halvo::MemoryResourceException. All leave the row unchanged.
    inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
@@ -312,6 +312,14 @@ public:
    static constinit thread_local BaseRowCounters baseRowCounters;
 
 protected:
+   /// A row over `buffer` with the position and flags of `other`. Counts nothing.
+   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
+   // pointer of the base, and then that of the row type over it.
+   BaseRow(RowBufHandle&& buffer, const BaseRow& other) noexcept
+      : rowBuf_(std::move(buffer)), rowOffset_(other.rowOffset_), subRow_(other.subRow_), readOnly_(other.readOnly_)
+   {
+   }
+
    /// Whether this row may write where its bytes are: it owns them alone and they are not part of another row.
    bool mayWriteInPlace() const noexcept { return rowBuf_.isSoleOwner() && !subRow_; }
 
@@ -361,8 +369,8 @@ protected:
    /// Defined by the row database core.
    len_t compactVariableData(len_t baseRowLength);
 
-   /// The row length that a compaction without the slot at `emptied` gives. Throws ZoOutOfRange when a listed slot or
-   /// its data lie outside the row.
+   /// The row length that a compaction without the slot at `emptied` gives. Throws ZoOutOfRange when a listed slot
+   /// lies behind `baseRowLength`, or its data outside the row.
    inline std::size_t compactedLength(len_t emptied, len_t baseRowLength) const;
 
    /// Empties a slot and, if told to, compacts the row; returns the row length that results and does not store it.
@@ -427,13 +435,6 @@ private:
    struct CopyTag
    {
    };
-
-   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
-   // pointer of the base, and then that of the row type over it.
-   BaseRow(RowBufHandle&& buffer, const BaseRow& place) noexcept
-      : rowBuf_(std::move(buffer)), rowOffset_(place.rowOffset_), subRow_(place.subRow_), readOnly_(place.readOnly_)
-   {
-   }
 
    BaseRow(CopyTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
    {
@@ -503,8 +504,7 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
 inline BaseRow BaseRow::clone() const
 {
    BaseRow copy = isNull() ? BaseRow() : BaseRow(CopyTag{}, header(), checkedRowLength());
-   BaseRow moved(std::move(copy)); // counts as a move
-   return moved;
+   return BaseRow(std::move(copy)); // counts as a move
 }
 
 inline void BaseRow::clearRow()

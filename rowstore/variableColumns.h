@@ -35,6 +35,7 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
    const std::size_t rowEnd = checkedRowLength();
    std::size_t total = baseRowLength;
    for (const len_t offset : vcd()) {
+      Internal::checkInside(offset, sizeof(VColType), baseRowLength); // data moves over what lies behind
       const VColType slot = slotAt(offset);
       if (offset == emptied || slot.isEmpty())
          continue;

@@ -18,6 +18,7 @@ TEST(BaseRow, CountersPerOperation)
       {[] { (void)BaseRow().clone(); }, {2, 0, 0, 1, 0, 0}},
       {[&] { (void)hop.clone(); }, {0, 1, 0, 2, 0, 0}},
       {[] { EcmpMemberListRow(1, 2, true, 3, 4, {1}, {2}), NexthopInfoRow::key(7); }, {0, 2, 1, 0, 0, 0}},
+      {[] { NexthopInfoRow::reset(), NexthopInfoRow::protRowType(); }, {0, 1, 0, 0, 0, 0}},
    };
    for (const auto& [call, counts] : cases)
       EXPECT_EQ(countsOf(call), counts) << "case " << &counts - &cases[0].second;

@@ -2,6 +2,9 @@
 import json
 import os
 import pathlib
+import pty
+import re
+import shutil
 import subprocess
 import tempfile
 import time
@@ -13,6 +16,14 @@ FOLDERS = [file.parent for folder in (RECORDINGS, pathlib.Path(__file__).parent 
            for file in sorted(folder.glob("*/expected.json"))]
 UP = RECORDINGS / "mixed-up.ip6.1"
 GOOD = {"id": 1, "gateway": "2001:db8::2", "dev": "e0", "flags": []}
+
+
+def read(file):
+    """What there is of a pipe or of a terminal, which ends with an error."""
+    try:
+        return file.read(65536)
+    except OSError:
+        return b""
 
 
 class NexthopRows(unittest.TestCase):
@@ -47,32 +58,38 @@ class NexthopRows(unittest.TestCase):
             file, status = self.folder / "rows", int("refused" in "".join(reasons))
             rows, notes = self.run_rows("json", "--dir", folder, status=status)
             self.assertEqual([json.loads(line) for line in rows.splitlines()], wanted)
-            start = 0 if "notes" in expected else 2  # words: the file and the kind of object
+            start = 1 if "notes" in expected else 3  # words: the program, the file and the kind of object
             noted = [note.split(" ", start)[-1] for note in notes.replace(f"{folder}/", "").splitlines()]
             self.assertCountEqual(noted, reasons)
             self.assertIn(f"{len(wanted)} rows saved\n", self.run_rows("save", file, "--dir", folder, status=status))
             self.assertEqual(self.run_rows("json", "--file", file), (rows, ""))
             self.assertIn(f"{len(wanted)} rows verified\n", self.run_rows("check", "--file", file))
 
-    def test_one_row_statistics_and_diff(self):
-        folder = RECORDINGS / "vlan-mpls.ip6.1"
-        listed = self.run_rows("list", "--dir", folder)[0].splitlines()
-        for kind, place in (("nexthop", 3), ("group", 19)):
-            key = listed[place].split(", ")[4].removeprefix("id = ")
-            self.assertEqual(self.run_rows("get", kind, key, "--dir", folder)[0], listed[place] + "\n")
-        self.assertIn("no group 12\n", self.run_rows("get", "group", 12, "--dir", folder, status=2)[1])
-        self.assertRegex(self.run_rows("dump", "group", 103, "--dir", folder)[0], r"(?m)^\+0019 \| 67 00 00 00 .* 103 "
-                         r".*id \(key\)$(.|\n)*^\+002b \| 0c 00 00 00 .* 12 .*member\[1\]$")
-        # 52 bytes a next hop; 37 a group and, for each of its arrays, 2 and 4 an entry (19 entries in all)
-        self.assertIn("nexthop: 18 rows, 936 bytes\ngroup: 4 rows, 316 bytes\nrow objects constructed: ",
-                      self.run_rows("--stats", "--dir", folder)[0])
-        self.assertRegex(self.run_rows("diff", UP, RECORDINGS / "mixed-down.ip6.1")[0],
-                         "^nexthop 12 removed: .*\nnexthop 13 removed: .*\n"
-                         r"nexthop: 0 inserted, 2 removed, 0 changed\ngroup 108 changed: member \[.*\] -> \[.*\], "
-                         "watch \\[.*\\] -> \\[.*\\]\ngroup: 0 inserted, 0 removed, 1 changed\n$")
-        self.rows(GOOD | {"id": 12, "dev": "tun0"})
-        self.assertRegex(self.run_rows("diff", self.folder, UP)[0], '(?m)^nexthop 12 changed: portId 2 -> 12, dmac '
-                         '"00:00:00:00:00:00" -> "02:[^ ]*", smac .*\n(.*\n)*nexthop 13 inserted: genId = 2, ')
+    def transcript(self, text):
+        """The text's comments and commands, each command with what it prints when it is run now."""
+        shutil.copytree(RECORDINGS.parent, folder := pathlib.Path(tempfile.mkdtemp(dir=self.folder)), dirs_exist_ok=True)
+        shutil.copytree(pathlib.Path(__file__).parent / "dumps", folder := folder / "recordings", dirs_exist_ok=True)
+        environment = {"PATH": f"{pathlib.Path(os.environ['NEXTHOP_ROWS']).parent}:{os.environ['PATH']}", "TERM": "xterm"}
+        printed = ""
+        for line in re.findall("(?m)^[#$%] .*\n", text):
+            printed += line
+            if line.startswith("#"):
+                continue
+            reader, writer = pty.openpty() if line.startswith("%") else os.pipe()
+            with subprocess.Popen(["bash", "-c", line[2:]], stdin=subprocess.DEVNULL, stdout=writer, stderr=writer,
+                                  cwd=folder, env=environment) as process, open(reader, "rb", 0) as file:
+                os.close(writer)
+                output = b"".join(iter(lambda: read(file), b"")).decode()
+            before, *progress = re.split(r"(?:\r([^\r]+), \d+ s\x1b\[K)+\r\x1b\[K", output)
+            output = before + "".join(f"<{what}, N s>" for what in progress[:1]) + "".join(progress[1::2])
+            printed += output.replace("\r\n", "\n").replace("\r", "<CR>").replace("\x1b", "<ESC>")
+            printed += f"? {process.returncode}\n" if process.returncode else ""
+        return printed
+
+    def test_transcripts(self):
+        for file in sorted((pathlib.Path(__file__).parent / "cli").glob("*.txt")):
+            with self.subTest(file.name):
+                self.assertEqual(self.transcript(file.read_text()), file.read_text())
 
     def test_largest_group(self):
         members = [{"id": 1, "weight": 2 * 4094}, {"id": 404, "weight": 2}]
@@ -96,9 +113,7 @@ class NexthopRows(unittest.TestCase):
                 self.assertTrue(not rows and f"{name}.json: {reason}" in notes, notes)
         self.assertEqual(self.rows(nexthop="", neigh="\n", link=""), ({}, ""))  # what ip prints of nothing
         (self.folder / "neigh.json").unlink()
-        for arguments in (["json", "--dir", self.folder], ["diff", self.folder, RECORDINGS], ["list"], [],
-                          ["get", "route", 1, "--dir", FOLDERS[0]], ["get", "group", 2**32, "--dir", FOLDERS[0]]):
-            self.assertTrue(self.run_rows(*arguments, status=2)[1])
+        self.assertIn("neigh.json: No such file", self.run_rows("diff", UP, self.folder, status=2)[1])
 
     def test_damaged_files(self):
         file = self.folder / "rows"

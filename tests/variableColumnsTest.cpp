@@ -69,6 +69,12 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    row.updateVCT(29, 53, 32767, false);
    EXPECT_EQ(tuple(row.slotAt(29).dataLength(), row.slotAt(29).isArray()), tuple(32767, false));
 
+   EcmpMemberListRow two(0, 0, false, 0, 0, {1}, {2});
+   const auto sound = snapshot(two);
+   expectFailure("Zorva::ZoOutOfRange: row bytes at offset 29, width 4, lie outside the buffer of 4 bytes",
+                 {[&] { two.setColumn<unsigned>(29, upTo(9), 4); }});
+   EXPECT_EQ(snapshot(two), sound); // no data was moved over slots
+
    Exposed<BaseRow> full(65500);
    Zorva::VColType elsewhere;
    expectFailure("Zorva::ZoOutOfRange: row bytes at offset 65535, width 4, lie outside the buffer of 65500 bytes",

@@ -38,8 +38,9 @@ libraries=$(dirname "$(find "$prefix" -name libP4RuntimeRoutingEcmpTypes.so)")
 if grep -rqF -e "$scratch" -e "$source" "$libraries/cmake" "$libraries/pkgconfig"; then
    fail 'a path of this tree is installed'
 fi
-for page in README.md CHANGELOG.md docs/row-format.md; do
-   [[ -n $(find "$prefix" -path "*/doc/*/$page") ]] || fail "$page is not installed"
+for page in doc/*/README.md doc/*/CHANGELOG.md doc/*/docs/row-format.md man/man1/nexthop-rows.1 man/man1/nexthop-rows-list.1 \
+   bash-completion/completions/nexthop-rows zsh/site-functions/_nexthop-rows; do
+   [[ -n $(find "$prefix" -path "*/share/$page") ]] || fail "$page is not installed"
 done
 find "$prefix" -name '*.md' | while read -r page; do
    { grep -oP '[^[]\]\(\K(?!https?:)[^)#]+' "$page" || true; } | while read -r link; do

@@ -33,7 +33,7 @@ public:
       std::string text;
       std::istringstream notes(out_.str());
       for (std::string note; std::getline(notes, note);)
-         text += "! " + note + '\n';
+         text += "! " + note.substr(note.find(": ") + 2) + '\n'; // without the program's name
       out_.str("");
       return text + changes;
    }
