@@ -112,7 +112,8 @@ Examples:
   nexthop-rows diff OLD --live
   nexthop-rows diff feed:leaf1 feed:leaf2 --from redis://server)";
 
-constexpr const char* checkText = R"(Says how many rows there are, and notes faulty ones.
+constexpr const char* checkText = R"(Says how many rows are sound, and of each other one at which byte and why.
+Goes on behind a faulty row as long as it can tell where the next one begins.
 
 Examples:
   nexthop-rows check --file FILE)";
@@ -240,7 +241,7 @@ void CommandLine::completeSources()
       throw isServerUsed ? CLI::RequiresError("A feed", "--from") : CLI::RequiresError("--from", "--feed");
 }
 
-CLI::App& CommandLine::subcommand(const char* name, Run run, const char* summary, const char* text)
+CLI::App& CommandLine::subcommand(const char* name, const Run& run, const char* summary, const char* text)
 {
    CLI::App& sub = *app_.add_subcommand(name, summary)->footer(text);
    sub.callback([this, run] { run_ = run; });
@@ -249,9 +250,9 @@ CLI::App& CommandLine::subcommand(const char* name, Run run, const char* summary
 }
 
 /// A subcommand about the rows of a source.
-CLI::App& CommandLine::reading(const char* name, Run run, const char* summary, const char* text)
+CLI::App& CommandLine::reading(const char* name, const Run& run, const char* summary, const char* text)
 {
-   CLI::App& sub = subcommand(name, std::move(run), summary, text);
+   CLI::App& sub = subcommand(name, run, summary, text);
    declareSource(sub);
    return sub;
 }

@@ -3,6 +3,7 @@
 //
 // What was asked for goes to standard output, messages to standard error. commandLine.cpp says what all of it means,
 // exit statuses included.
+#include <csignal>
 #include <iostream>
 #include <string_view>
 
@@ -45,6 +46,7 @@ Status run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+   std::signal(SIGXFSZ, SIG_IGN); // a file that may not become so long is an error like others
    Status status = Status::bad;
    try {
       status = run(argc, argv);
@@ -54,7 +56,7 @@ int main(int argc, char** argv)
       status = Status::done;
    } catch (const std::exception& error) {
       status = Status::bad;
-      std::cerr << programName << withoutPasswords(error.what()) << '\n';
+      std::cerr << programName << shownLine(withoutPasswords(error.what())) << '\n';
    }
    return static_cast<int>(status);
 }
