@@ -15,7 +15,8 @@ set(CPACK_PACKAGE_CONTACT "${owner_name} <${owner_address}>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/routing_types ${PROJECT_BINARY_DIR}/embedded)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/routing_types ${PROJECT_BINARY_DIR}/embedded
+   ${PROJECT_BINARY_DIR}/exchange)
 
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC) # SOURCE_DATE_EPOCH where it is set
 
@@ -67,19 +68,24 @@ Packed, copy-on-write table rows for an in-memory row database, and two row
 types: one next hop, and the members of one ECMP group. Contains the headers,
 a CMake package, a pkg-config file, the documents and examples.")
 
+set(exchange_package libzorva-exchange${ZORVA_ABI})
 if(TARGET nexthop-rows)
-   zorva_package(program nexthop-rows net "${runtime_package} (= ${PROJECT_VERSION})"
+   set(depends "${runtime_package} (= ${PROJECT_VERSION})")
+   if(ZORVA_EXCHANGE)
+      string(APPEND depends ", ${exchange_package} (= ${PROJECT_VERSION})")
+   endif()
+   zorva_package(program nexthop-rows net "${depends}"
 "next hops and ECMP groups of a Linux kernel as table rows
 Files the next-hop objects of a Linux kernel as rows, from recordings or from
 the running kernel: lists, compares and verifies them, shows their bytes, and
-prints every change when it comes.")
+prints every change when it comes. Those of many machines may be read, compared
+and followed through a Redis server.")
    install(FILES nexthop_rows/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nexthop-rows COMPONENT program)
    install(CODE "file(GLOB pages \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1/*.1)
       execute_process(COMMAND gzip --best --no-name --force \${pages} COMMAND_ERROR_IS_FATAL ANY)" COMPONENT program)
 endif()
 
 if(ZORVA_EXCHANGE)
-   set(exchange_package libzorva-exchange${ZORVA_ABI})
    zorva_package(exchange ${exchange_package} libs "${runtime_package} (= ${PROJECT_VERSION})"
 "tables of rows kept equal through a Redis server
 Tables of table rows that many processes and machines keep equal through an
@@ -98,20 +104,22 @@ set(control ${PROJECT_BINARY_DIR}/debian/control)
 file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
 file(WRITE ${control}/shlibs "")
 file(WRITE ${control}/symbols "")
-foreach(library P4RuntimeRoutingEcmpTypes zorva_embedded)
+file(WRITE ${control}/exchange/shlibs "")
+file(WRITE ${control}/exchange/symbols "")
+function(zorva_control library folder package)
    if(TARGET ${library})
-      file(APPEND ${control}/shlibs "lib${library} ${ZORVA_ABI} ${runtime_package} (>= ${PROJECT_VERSION})\n")
+      file(APPEND ${folder}/shlibs "lib${library} ${ZORVA_ABI} ${package} (>= ${PROJECT_VERSION})\n")
       file(STRINGS tests/abi/lib${library}.symbols symbols)
       list(TRANSFORM symbols REPLACE "(.+)" " \\1@Base ${PROJECT_VERSION}\n")
       list(JOIN symbols "" symbols)
-      file(APPEND ${control}/symbols "lib${library}.so.${ZORVA_ABI} ${runtime_package} #MINVER#\n${symbols}")
+      file(APPEND ${folder}/symbols "lib${library}.so.${ZORVA_ABI} ${package} #MINVER#\n${symbols}")
    endif()
-endforeach()
+endfunction()
+zorva_control(P4RuntimeRoutingEcmpTypes ${control} ${runtime_package})
+zorva_control(zorva_embedded ${control} ${runtime_package})
+zorva_control(zorva_exchange ${control}/exchange ${exchange_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols ${control}/triggers)
-if(ZORVA_EXCHANGE)
-   file(WRITE ${control}/exchange/shlibs "libzorva_exchange ${ZORVA_ABI} ${exchange_package} (>= ${PROJECT_VERSION})\n")
-   set(CPACK_DEBIAN_EXCHANGE_PACKAGE_CONTROL_EXTRA ${control}/exchange/shlibs ${control}/triggers)
-endif()
+set(CPACK_DEBIAN_EXCHANGE_PACKAGE_CONTROL_EXTRA ${control}/exchange/shlibs ${control}/exchange/symbols ${control}/triggers)
 
 list(APPEND CPACK_COMPONENTS_ALL doc)
 include(CPack)

@@ -46,9 +46,9 @@ CLI::Option& parsed(CLI::App& app, const char* name, T& value, auto parse, const
 }
 
 constexpr const char* programText =
-   R"(Rows come from a folder of recordings, from a file that save wrote, or from the running kernel.
-A folder or a file may be named without an option (PATH); the file - is standard input. A recording
-is three files of the ip command's JSON:
+   R"(Rows come from a folder of recordings, from a file that save wrote, from the running kernel, or from
+a feed: another machine's rows in a server. A folder, a file or feed:NAME may be named without an
+option (PATH); the file - is standard input. A recording is three files of the ip command's JSON:
   ip -j -d nexthop show > FOLDER/nexthop.json
   ip -j neigh show > FOLDER/neigh.json
   ip -j link show > FOLDER/link.json
@@ -59,12 +59,14 @@ says what it is.
 
 Exit status:
   0  done; watch: it was told to stop, whatever it noted
-  1  an object was refused, diff found a difference, get or dump found no row, check found a fault
+  1  an object was refused, diff found a difference, get or dump found no row, check found a fault,
+     feeds found none
   2  bad input or arguments, or output that could not be written
 
 Environment:
-  NO_COLOR  when it is set and not empty, nothing is coloured
-  TERM      when it is "dumb" or not set, nothing is coloured, and no progress shown)";
+  NO_COLOR       when it is set and not empty, nothing is coloured
+  TERM           when it is "dumb" or not set, nothing is coloured, and no progress shown
+  REDISCLI_AUTH  the password for a server that wants one)";
 
 constexpr const char* listText =
    R"(On a terminal, tables for people: whether each row is valid, or why not; the port, and the next
@@ -107,7 +109,8 @@ filed. Of arrays only what differs is shown: "member[3] 12 -> 13" at one place, 
 
 Examples:
   nexthop-rows diff OLD NEW
-  nexthop-rows diff OLD --live)";
+  nexthop-rows diff OLD --live
+  nexthop-rows diff feed:leaf1 feed:leaf2 --from redis://server)";
 
 constexpr const char* checkText = R"(Says how many rows are sound, and of each other one at which byte and why.
 Goes on behind a faulty row as long as it can tell where the next one begins.
@@ -125,17 +128,53 @@ Examples:
 constexpr const char* watchText =
    R"(Prints the rows as inserted, and then each change when it comes, until SIGINT, SIGTERM or SIGHUP.
 With --json, {"event":"complete",...} ends what is printed of each whole reading. A namespace that is
-made anew under the name is followed.
+made anew under the name is followed. A feed whose server or writer goes away keeps its rows, and is
+waited for.
 
 Examples:
   nexthop-rows watch --live
-  nexthop-rows watch --live --netns blue --json)";
+  nexthop-rows watch --live --netns blue --json
+  nexthop-rows watch --from redis://server --feed leaf1)";
+
+constexpr const char* publishText =
+   R"(A feed is what a machine's rows are called in a Redis server, for others to read (--from, --feed). It
+has one writer: another is refused while the first is alive, and 10 s after it has vanished. With
+--watch it is followed by the kernel's changes until SIGINT, SIGTERM or SIGHUP, and a server that goes
+away is waited for.
+
+An address is redis://[user:password@]host[:port][/database] or
+redis+unix://[user:password@]path[?db=database]. A password that is not there is taken from the
+environment's REDISCLI_AUTH.
+
+Examples:
+  nexthop-rows publish --live --watch --to redis://server --feed leaf1
+  nexthop-rows publish FOLDER --to redis+unix:///run/redis/redis.sock --feed lab)";
+
+constexpr const char* feedsText =
+   R"(For each feed, its rows, when its writer was last heard of, and whether that is alive. Exit status 1
+when there is none.
+
+Examples:
+  nexthop-rows feeds --from redis://server)";
 
 constexpr const char* helpText = R"(Examples:
   nexthop-rows help columns
   nexthop-rows help list)";
 
 } // namespace
+
+std::string withoutPasswords(std::string text)
+{
+   constexpr std::string_view beginning = "://";
+   for (std::size_t at = 0; (at = text.find(beginning, at)) != std::string::npos;) {
+      at += beginning.size();
+      const std::string_view word = std::string_view(text).substr(at, text.find_first_of(" \n", at) - at);
+      const std::size_t end = word.rfind('@');
+      if (end != std::string_view::npos && !word.starts_with('[')) // as where the form of an address is explained
+         text.replace(at, end, "...");
+   }
+   return text;
+}
 
 CommandLine::CommandLine() : app_("Linux next hops and groups as table rows", "nexthop-rows")
 {
@@ -154,15 +193,22 @@ CommandLine::CommandLine() : app_("Linux next hops and groups as table rows", "n
    oneRow(reading("get", get, "Look one row up by its id", getText));
    oneRow(reading("dump", dump, "Print the bytes of one row", dumpText));
    CLI::App& differences = reading("diff", diff, "Print the changes from OLD to NEW", diffText);
-   path(differences, "OLD", options_.before, "Folder of recordings, or saved file").required();
-   path(differences, "NEW", options_.from, "The same; without it --dir, --file or --live");
+   path(differences, "OLD", options_.before,
+        hasFeeds ? "Folder of recordings, saved file, or feed:NAME of --from" : "Folder of recordings, or saved file")
+      .required();
+   path(differences, "NEW", options_.from, "The same; without it, one of the options that name rows");
    declarePath(reading("check", check, "Verify the bytes of every row", checkText));
    reading("save", save, "Write all rows to a file", saveText)
       .add_option("FILE", options_.target, "The file; - is standard output")
       ->required();
-   CLI::App& watches = subcommand("watch", watch, "Follow the running kernel", watchText);
+   CLI::App& watches = subcommand(
+      "watch", watch, hasFeeds ? "Follow the running kernel, or a feed" : "Follow the running kernel", watchText);
    declareKernel(watches);
    watches.add_flag("--json", options_.isJson, "Print a line of JSON for each change, with the time it came");
+   if constexpr (hasFeeds) {
+      declareFeed(watches);
+      declareFeedSubcommands();
+   }
    help(*app_.add_subcommand("help", "Explain a subcommand, or what the columns mean"));
 }
 
@@ -173,12 +219,26 @@ void CommandLine::parse(int argc, const char* const* argv)
       throw CLI::RequiredError("A subcommand");
    if (!run_)
       run_ = import;
-   if (!netns_)
-      return;
+   completeSources();
+}
+
+/// Brings together what belongs to one source, in whatever order the options stand.
+void CommandLine::completeSources()
+{
    auto* const kernel = options_.from ? std::get_if<RunningKernel>(&*options_.from) : nullptr;
-   if (kernel == nullptr)
+   if (netns_ && kernel == nullptr)
       throw CLI::RequiresError("--netns", "--live");
-   kernel->netns = netns_;
+   if (netns_)
+      kernel->netns = netns_;
+
+   bool isServerUsed = false;
+   for (std::optional<RowsFrom>* const from : {&options_.before, &options_.from})
+      if (auto* const feed = *from ? std::get_if<FeedIn>(&**from) : nullptr) {
+         feed->server = server_;
+         isServerUsed = true;
+      }
+   if (isServerUsed != !server_.empty())
+      throw isServerUsed ? CLI::RequiresError("A feed", "--from") : CLI::RequiresError("--from", "--feed");
 }
 
 CLI::App& CommandLine::subcommand(const char* name, const Run& run, const char* summary, const char* text)
@@ -258,7 +318,20 @@ void CommandLine::declareCommon(CLI::App& app)
 /// The options that name a source, and what may be said of every one.
 void CommandLine::declareSource(CLI::App& app)
 {
+   declareJson(app);
+   declareRecorded(app);
+   declareKernel(app);
+   if constexpr (hasFeeds)
+      declareFeed(app);
+}
+
+void CommandLine::declareJson(CLI::App& app)
+{
    app.add_flag("--json", options_.isJson, "Print JSON, an object a line, each with its type");
+}
+
+void CommandLine::declareRecorded(CLI::App& app)
+{
    const auto option = [&](const char* name, const char* type, auto use, const char* text) {
       app.add_option_function<std::string>(name, use, text)->type_name(type);
    };
@@ -268,7 +341,34 @@ void CommandLine::declareSource(CLI::App& app)
    option(
       "--file", "FILE", [this](const std::string& file) { fromIs(options_.from, SavedFile{file}); },
       "File of rows that save wrote; - is standard input");
-   declareKernel(app);
+}
+
+void CommandLine::declareFeed(CLI::App& app)
+{
+   server(app, "--from", server_);
+   const auto use = [this](const std::string& name) { fromIs(options_.from, FeedIn{"", name}); };
+   app.add_option_function<std::string>("--feed", use, "The feed of --from")->type_name("NAME");
+}
+
+/// The option that names a server.
+CLI::Option& CommandLine::server(CLI::App& app, const char* name, std::string& server)
+{
+   return *app.add_option(name, server, "Redis server with feeds: redis://HOST or redis+unix://PATH")->type_name("URL");
+}
+
+void CommandLine::declareFeedSubcommands()
+{
+   CLI::App& publishes = subcommand("publish", publish, "Write all rows to a feed", publishText);
+   path(publishes, "PATH", options_.from, "Folder of --dir, or file of --file");
+   declareJson(publishes);
+   declareRecorded(publishes);
+   declareKernel(publishes);
+   server(publishes, "--to", options_.feed.server).required();
+   publishes.add_option("--feed", options_.feed.name, "The feed that is written")->type_name("NAME")->required();
+   publishes.add_flag("--watch", options_.isFollowed, "Follow the running kernel, and write every change");
+   CLI::App& lists = subcommand("feeds", feeds, "List the feeds in a server", feedsText);
+   server(lists, "--from", options_.feed.server).required();
+   declareJson(lists);
 }
 
 void CommandLine::declareKernel(CLI::App& app)
@@ -278,7 +378,11 @@ void CommandLine::declareKernel(CLI::App& app)
    app.add_option("--netns", netns_, "Network namespace for --live, as `ip netns` names it")->type_name("NAME");
 }
 
-void CommandLine::declarePath(CLI::App& app) { path(app, "PATH", options_.from, "Folder of --dir, or file of --file"); }
+void CommandLine::declarePath(CLI::App& app)
+{
+   path(app, "PATH", options_.from,
+        hasFeeds ? "Folder of --dir, file of --file, or feed:NAME of --from" : "Folder of --dir, or file of --file");
+}
 
 CLI::Option& CommandLine::path(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text)
 {

@@ -9,6 +9,9 @@
 
 namespace NexthopRows {
 
+/// The text with what stands between :// and @ left out: a password, where the word is a server's address.
+std::string withoutPasswords(std::string text);
+
 class CommandLine
 {
 public:
@@ -38,7 +41,13 @@ private:
    const CLI::App& topic() const;
    void declareCommon(CLI::App& app);
    void declareSource(CLI::App& app);
+   void declareRecorded(CLI::App& app);
    void declareKernel(CLI::App& app);
+   void declareFeed(CLI::App& app);
+   void declareJson(CLI::App& app);
+   void declareFeedSubcommands();
+   CLI::Option& server(CLI::App& app, const char* name, std::string& server);
+   void completeSources();
    void declarePath(CLI::App& app);
    CLI::Option& path(CLI::App& app, const char* name, std::optional<RowsFrom>& from, const char* text);
 
@@ -46,6 +55,7 @@ private:
    Run run_;
    Options options_;
    std::optional<std::string> netns_; ///< --netns, which may stand before its --live
+   std::string server_;               ///< --from of feeds that are read
    std::string topic_;                ///< of help
    std::string pagesFolder_;          ///< for the manual pages, of `help man`
 };

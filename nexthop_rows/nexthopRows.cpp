@@ -56,7 +56,7 @@ int main(int argc, char** argv)
       status = Status::done;
    } catch (const std::exception& error) {
       status = Status::bad;
-      std::cerr << programName << shownLine(error.what()) << '\n';
+      std::cerr << programName << shownLine(withoutPasswords(error.what())) << '\n';
    }
    return static_cast<int>(status);
 }

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "nexthop_rows/feeds.h"
 #include "nexthop_rows/jsonSource.h"
 #include "nexthop_rows/liveKernel.h"
 #include "nexthop_rows/rowFile.h"
@@ -38,6 +39,13 @@ struct Import
       const NetNamespace netns(from.netns);
       return rowsOf(LiveKernel(netns).read(notes), netns.text(), genId, notes);
    }
+
+   Imported operator()([[maybe_unused]] const FeedIn& from) const
+   {
+      if constexpr (hasFeeds)
+         return {readFeed(from, notes), {}};
+      return {};
+   }
 };
 
 struct Text
@@ -45,12 +53,16 @@ struct Text
    std::string operator()(const RecordedFolder& from) const { return from.path; }
    std::string operator()(const SavedFile& from) const { return nameOfFile(from.path); }
    std::string operator()(const RunningKernel& from) const { return NetNamespace(from.netns).text(); }
+   std::string operator()(const FeedIn& from) const { return "feed " + from.name; }
 };
 
 } // namespace
 
 RowsFrom fromPath(const std::string& path)
 {
+   constexpr std::string_view feed = "feed:";
+   if (hasFeeds && path.starts_with(feed))
+      return FeedIn{"", path.substr(feed.size())};
    std::error_code none;
    if (std::filesystem::is_directory(path, none))
       return RecordedFolder{path};

@@ -32,9 +32,23 @@ struct RunningKernel
    std::optional<std::string> netns;
 };
 
-using RowsFrom = std::variant<RecordedFolder, SavedFile, RunningKernel>;
+/// A feed in a server, which is an address as docs/exchange.md has it, maybe with a password.
+struct FeedIn
+{
+   std::string server;
+   std::string name;
+};
 
-/// The folder or the file that has the path.
+/// Whether the program is built with exchange/, and feeds are a source.
+#ifdef NEXTHOP_ROWS_HAS_FEEDS
+inline constexpr bool hasFeeds = true;
+#else
+inline constexpr bool hasFeeds = false;
+#endif
+
+using RowsFrom = std::variant<RecordedFolder, SavedFile, RunningKernel, FeedIn>;
+
+/// The folder or the file that has the path; a feed, of a server yet to be named, for "feed:NAME".
 RowsFrom fromPath(const std::string& path);
 
 /// What the source is called in messages.

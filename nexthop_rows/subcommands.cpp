@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "nexthop_rows/badInput.h"
+#include "nexthop_rows/feeds.h"
 #include "nexthop_rows/rowDiff.h"
 #include "nexthop_rows/rowFile.h"
 #include "nexthop_rows/rowTable.h"
@@ -123,6 +124,15 @@ Source rowsToCheck(const Options& options, Notes& notes)
    return {text(*options.from), std::move(rows)};
 }
 
+/// The kernel that is to be followed. Throws BadInput where none is named.
+NetNamespace kernelOf(const Options& options, const char* missing)
+{
+   const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
+   if (kernel == nullptr)
+      throw BadInput(missing);
+   return NetNamespace(kernel->netns);
+}
+
 /// The numbers of a table, and its bytes.
 struct Size
 {
@@ -182,7 +192,7 @@ Result check(const Options& options, Notes& notes)
 {
    const Source file = rowsToCheck(options, notes);
    Tables tables;
-   std::size_t faults = 0;
+   std::size_t faults = notes.faults(); // a feed's are known
    const auto read = [&] {
       const Progress progress("verifying rows");
       readRows(file, tables, [&](std::size_t at, const std::string& reason) {
@@ -238,10 +248,41 @@ Result save(const Options& options, Notes& notes)
 
 Result watch(const Options& options, Notes& /*notes*/)
 {
-   const auto* const kernel = options.from ? std::get_if<RunningKernel>(&*options.from) : nullptr;
-   if (kernel == nullptr)
-      throw BadInput("watch follows the running kernel: --live is missing");
-   return {watchKernel(NetNamespace(kernel->netns), options.isJson, options.isQuiet), Status::done, false};
+   if constexpr (hasFeeds)
+      if (const auto* const feed = options.from ? std::get_if<FeedIn>(&*options.from) : nullptr)
+         return {watchFeed(*feed, options.isJson, options.isQuiet), Status::done, false};
+   const NetNamespace netns = kernelOf(
+      options, hasFeeds ? "watch follows the running kernel or a feed: --live, or --from with --feed, is missing"
+                        : "watch follows the running kernel: --live is missing");
+   return {watchKernel(netns, options.isJson, options.isQuiet), Status::done, false};
+}
+
+Result publish([[maybe_unused]] const Options& options, [[maybe_unused]] Notes& notes)
+{
+   Result result;
+   if constexpr (hasFeeds) {
+      if (options.isFollowed) {
+         const NetNamespace netns = kernelOf(options, "publish --watch follows the running kernel: --live is missing");
+         result.tables = publishKernel(netns, options.feed, options.isQuiet);
+         return result;
+      }
+      result = import(options, notes);
+      publishRows(result.tables, options.feed);
+      if (options.isJson)
+         std::cout << OrderedJson{{"type", "publish"}, {"rows", result.tables.size()}} << '\n';
+      else
+         std::cout << result.tables.size() << " rows published\n";
+   }
+   return result;
+}
+
+Result feeds([[maybe_unused]] const Options& options, Notes& /*notes*/)
+{
+   Result result;
+   if constexpr (hasFeeds)
+      if (printFeeds(options.feed.server, options.isJson) == 0)
+         result.status = Status::other;
+   return result;
 }
 
 void printStatistics(std::ostream& out, const Tables& tables, bool isJson)

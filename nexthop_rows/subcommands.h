@@ -23,6 +23,8 @@ struct Options
    RowFilter rows;                 ///< for list and json; its kind also for get and dump
    std::uint32_t id = 0;           ///< of get and dump
    std::string target;             ///< FILE of save
+   FeedIn feed;                    ///< that publish writes; its server alone: that feeds asks
+   bool isFollowed = false;        ///< publish --watch
    bool isJson = false;
    bool isQuiet = false;
    bool statistics = false;
@@ -49,8 +51,12 @@ Result diff(const Options& options, Notes& notes);
 /// Throws as saveRows.
 Result save(const Options& options, Notes& notes);
 
-/// Throws as watchKernel. Has notes of its own.
+/// Throws as watchKernel and watchFeed. Has notes of its own.
 Result watch(const Options& options, Notes& notes);
+
+// With hasFeeds only. They throw as the functions of feeds.h; publish --watch has notes of its own.
+Result publish(const Options& options, Notes& notes);
+Result feeds(const Options& options, Notes& notes);
 
 /// Rows, bytes and the construction counters, as text or as a line of JSON.
 void printStatistics(std::ostream& out, const Tables& tables, bool isJson);

@@ -10,7 +10,7 @@ trap 'rm -r "$new"' EXIT
 
 options=(--no-corpus-path --no-comp-dir-path --no-show-locs --no-parameter-names --no-elf-needed
    --exported-interfaces-only --drop-private-types --suppressions "$here/std.abignore")
-for folder in platform rowstore rowtype routing_types embedded; do
+for folder in platform rowstore rowtype routing_types embedded exchange; do
    options+=(--headers-dir "$root/$folder")
 done
 

@@ -24,11 +24,11 @@ mkdir -p "$build"
 {
    "$cmake" -S "${here%/tests/abi}" -B "$build" -G Ninja -D CMAKE_CXX_COMPILER="$compiler" -D CMAKE_BUILD_TYPE=None \
       -D CMAKE_CXX_FLAGS="$*" -D ZORVA_PROGRAMS=OFF -D ZORVA_TESTS=OFF -D ZORVA_INSTALL=OFF
-   "$cmake" --build "$build" --target P4RuntimeRoutingEcmpTypes
+   "$cmake" --build "$build" --target P4RuntimeRoutingEcmpTypes zorva_exchange
 } >"$build/log" 2>&1 || { cat "$build/log"; exit 1; }
 
 changed=0
-for library in routing_types/libP4RuntimeRoutingEcmpTypes embedded/libzorva_embedded; do
+for library in routing_types/libP4RuntimeRoutingEcmpTypes embedded/libzorva_embedded exchange/libzorva_exchange; do
    nm --dynamic --defined-only --format=posix "$build/$library.so" | cut -d ' ' -f 1 | LC_ALL=C sort |
       diff --unified=0 --label shipped --label "$compiler $*" "$here/${library#*/}.symbols" - | c++filt || changed=1
 done

@@ -42,7 +42,7 @@ check libp4runtimeroutingecmptypes-dev "$runtime" 'include/P4RuntimeRoutingEcmpT
    lib/*/libP4RuntimeRoutingEcmpTypes.so lib/*/libzorva_embedded.so lib/*/pkgconfig/P4RuntimeRoutingEcmpTypes.pc
    lib/*/cmake/P4RuntimeRoutingEcmpTypes/*.cmake share/doc/*/copyright share/doc/*/changelog.gz
    share/doc/*/README.md share/doc/*/CHANGELOG.md share/doc/*/docs/* share/doc/*/examples/*'
-check nexthop-rows "$runtime libc6 libmnl0" 'bin/nexthop-rows share/doc/*/copyright share/doc/*/changelog.gz share/doc/*/README.md
+check nexthop-rows "$runtime libzorva-exchange0 libc6 libmnl0" 'bin/nexthop-rows share/doc/*/copyright share/doc/*/changelog.gz share/doc/*/README.md
    share/man/man1/nexthop-rows.1.gz share/man/man1/nexthop-rows-list.1.gz share/man/man1/nexthop-rows-*.1.gz
    share/bash-completion/completions/nexthop-rows share/zsh/vendor-completions/_nexthop-rows'
 check libzorva-exchange0 "$runtime libhiredis0.14" 'lib/*/libzorva_exchange.so.* share/doc/*/copyright share/doc/*/changelog.gz'

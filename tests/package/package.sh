@@ -29,7 +29,7 @@ expect() {
 
 rm -rf "$scratch"
 mkdir -p "$scratch"/{agent,generic}
-for component in runtime dev doc program; do
+for component in runtime dev doc program exchange; do
    "$cmake" --install "$build" --prefix "$scratch/installed" --component $component >"$scratch/install.log"
 done
 mv "$scratch/installed" "$scratch/moved"
