@@ -253,8 +253,8 @@ def in_cpp(file):
         for forced in ('true', 'false'):
             yield mutant('condition', begin, end, forced)
     for match in re.finditer(r'(?<=[\w>])\((?=[^)])|(?:(?<=return )|(?<== ))\{', bare):
-        if re.search(r'\b(?:if|while|for|switch|catch)\s*(?:constexpr\s*)?$', bare[:match.start()][-20:]):
-            continue
+        if re.search(r'\b(?:if|while|for|switch|catch)\s*(?:constexpr\s*)?$|\b(?:min|max)$', bare[:match.start()][-20:]):
+            continue  # no call, or one that takes its arguments in either order
         end = source.closing(match.start()) - 1
         spans = source.parts(match.end(), end)
         if any(DECLARED.match(bare[slice(*span)]) or bare[slice(*span)].endswith(('&', '*', '_t')) for span in spans):
