@@ -29,10 +29,7 @@ len_t BaseRow::compactVariableData(len_t baseRowLength)
    for (auto one = slots.begin(); one != slots.end(); ++one) {
       Internal::checkInside(*one, sizeof(VColType), baseRowLength); // the areas are moved over what lies behind
       const Internal::Area area = slotAt(*one).area();
-      if (area.isEmpty())
-         continue;
-      if (area.faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none)
-         Internal::throwOutsideBuffer(area.begin, area.length(), rowEnd);
+      area.check(baseRowLength, rowEnd);
       for (auto other = slots.begin(); other != one; ++other)
          if (area.overlaps(slotAt(*other).area()))
             ZoOutOfRange::throwException("the data of the slots at offsets " + std::to_string(*other) + " and " +

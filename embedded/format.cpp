@@ -25,7 +25,7 @@ std::ostream& Zorva::operator<<(std::ostream& os, const EthAddr& address)
 {
    const auto pair = [&](std::size_t i) { return std::uint64_t{hexPairs[address.bytes()[i]]}; };
    constexpr std::uint64_t colon = ':';
-   // Two words and a character, so that the stream buffer can load what is stored here at once.
+   // Two words and a character: storing byte by byte would defeat store forwarding when the text is copied.
    const std::uint64_t words[] = {
       pair(0) | colon << 16 | pair(1) << 24 | colon << 40 | pair(2) << 48,
       colon | pair(3) << 8 | colon << 24 | pair(4) << 32 | colon << 48 | pair(5) << 56,

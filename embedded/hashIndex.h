@@ -1,19 +1,20 @@
 // The hash index of Table: rows by their keys, through the operations of index 0 of their type. Not for users.
 //
-// Open addressing with linear probing in a power of two of entries, always some of them free. A row's home is given by
-// the upper bits of its hash, so growth reads the old entries and writes the new ones front to back and touches no row.
-// Erasing closes the gap it leaves: there are no tombstones, and between a row and its home no entry is free.
+// Open addressing with linear probing in a power of two of entries, always some of them free. The upper bits of a row's
+// hash are its home entry, so growth reads the old entries and writes the new ones front to back and touches no row.
+// Erasing shifts rows back into the gap: there are no tombstones, and between a row and its home no entry is free.
 //
-// The hash is the upper half of the key hash times an odd number of the index's own. Two key hashes that differ agree
-// in the n upper bits of that with a chance of at most 2 to the power of 1 - n, whatever they are: who does not know
-// the number cannot choose keys that meet. Nor do rows meet that come out of another index in the order of its entries.
+// The hash is the upper half of the key hash times a random odd number of the index's own: multiplicative universal
+// hashing. Two key hashes that differ collide in its n upper bits with a probability of at most 2 to the power of
+// 1 - n, whatever they are, so nobody who does not know the number can choose keys that collide. Nor do rows cluster
+// that are inserted in the order in which another index iterates over them.
 //
-// A byte beside each entry says whether it is free, and else seven bits of its hash. Probing reads these bytes, which
-// stay in the cache where the entries do not, eight at once and almost without a branch that depends on them: filing a
-// row waits for no entry, finding one for hardly any but its own.
+// A tag byte for each entry is 0 where the entry is free, and else holds seven bits of its hash. Probing compares eight
+// tags at once, with hardly a branch that is hard to predict. The tags stay in the cache where the entries do not: an
+// insertion misses the cache for no entry, a look-up for hardly any but the one it finds.
 //
-// A walk goes once around, from one free entry, end(), back to it. So no run of occupied entries lies across its end,
-// and the rows that erasing moves, backwards from behind the gap, are those that a walk has still to come to.
+// Iteration goes around once, from one free entry, end(), back to it. So no run of occupied entries spans the end, and
+// the rows that erasing moves, backwards from behind the gap, are those that an iteration has not reached yet.
 #pragma once
 
 #include <sys/mman.h>
@@ -40,6 +41,7 @@ public:
    /// `ops` are those of index 0; `multiplier` is odd and unpredictable.
    HashIndex(std::shared_ptr<RowOpsBase> ops, std::uint64_t multiplier) : ops_(std::move(ops)), multiplier_(multiplier)
    {
+      grow(4);
    }
 
    HashIndex(const HashIndex&) = delete;
@@ -81,9 +83,9 @@ public:
       }
    }
 
-   /// Files a row in the free entry `at` that probing for it gave, or elsewhere where the index must grow. Throws as
+   /// Inserts a row into the free entry `at` that probing for it gave, or elsewhere if the index must grow. Throws as
    /// reserve, with nothing changed.
-   void file(std::size_t at, const BaseRow& row, std::uint32_t hash)
+   void insert(std::size_t at, const BaseRow& row, std::uint32_t hash)
    {
       if (size_ == rowsThatFit(bits_)) {
          grow(bits_ + 1);
@@ -96,8 +98,8 @@ public:
          end_ = freeFrom(next(at));
    }
 
-   /// Gives up the row in an entry for one with the same key.
-   void replace(std::size_t at, const BaseRow& row) noexcept { entries_[at].replace(row); }
+   /// Replaces the row in an entry by one with the same key.
+   void replace(std::size_t at, const BaseRow& row) noexcept { static_cast<BaseRow&>(entries_[at]) = row; }
 
    /// Frees the entry at `gap`. Rows behind it, up to the next free entry, move up as far as their homes allow.
    void remove(std::size_t gap) noexcept
@@ -135,10 +137,10 @@ public:
          grow(bits);
    }
 
-   /// Where walks begin and end: a free entry, the same until a row is filed or the index grows.
+   /// Where iterations begin and end: a free entry, the same until a row is inserted or the index grows.
    std::size_t end() const noexcept { return end_; }
 
-   /// The next entry with a row that a walk comes to behind `at`, end() when there is none.
+   /// The next entry with a row behind `at`, end() when an iteration has reached the last one.
    std::size_t after(std::size_t at) const noexcept
    {
       do
@@ -161,9 +163,7 @@ private:
 
       std::uint32_t hash() const noexcept { return hash_; }
 
-      void replace(const BaseRow& row) noexcept { BaseRow::operator=(row); }
-
-      /// Has the row's memory fetched while other loads are under way. The two blocks of a row are allocated together,
+      /// Prefetches the row's memory, in parallel with other loads. The two blocks of a row are allocated together,
       /// so its bytes mostly lie within a cache line of the block that names them; a wrong guess costs nothing.
       void prefetchRow() const noexcept
       {
@@ -197,28 +197,18 @@ private:
          madvise(static_cast<char*>(memory) + skipped, (size - skipped) / hugePage * hugePage, MADV_HUGEPAGE);
    }
 
-   /// 2 to the power of `bits` entries.
-   static Entries freeEntries(unsigned bits)
-   {
-      const std::size_t size = sizeof(Entry) << bits;
-      Entries entries(static_cast<Entry*>(::operator new(size)));
-      adviseHugePages(entries.get(), size);
-      return entries;
-   }
-
-   static std::vector<unsigned char> freeTags(unsigned bits)
-   {
-      return std::vector<unsigned char>((std::size_t{1} << bits) + tagsAtOnce, freeTag);
-   }
-
+   /// Makes it 2 to the power of `bits` entries.
    void grow(unsigned bits)
    {
       if (bits > hashBits)
          throw std::length_error("a table holds at most " + std::to_string(rowsThatFit(hashBits)) + " rows");
-      std::vector<unsigned char> tags = freeTags(bits);
-      const Entries old = std::exchange(entries_, freeEntries(bits));
+      std::vector<unsigned char> tags((std::size_t{1} << bits) + tagsAtOnce, freeTag);
+      const std::size_t size = sizeof(Entry) << bits;
+      Entries old(static_cast<Entry*>(::operator new(size)));
+      adviseHugePages(old.get(), size);
+      entries_.swap(old);
       tags_.swap(tags);
-      const std::size_t oldCount = count();
+      const std::size_t oldCount = old ? count() : 0;
       bits_ = bits;
       for (std::size_t from = 0; from < oldCount; ++from) {
          if (tags[from] == freeTag)
@@ -284,9 +274,9 @@ private:
 
    std::shared_ptr<RowOpsBase> ops_;
    std::uint64_t multiplier_;
-   unsigned bits_ = 4; ///< the number of entries is 2 to the power of it
-   Entries entries_ = freeEntries(bits_);
-   std::vector<unsigned char> tags_ = freeTags(bits_); ///< of the entries, and once more of the first of them
+   unsigned bits_ = 0; ///< the number of entries is 2 to the power of it
+   Entries entries_;
+   std::vector<unsigned char> tags_; ///< of the entries, and once more of the first of them
    std::size_t size_ = 0;
    std::size_t end_ = 0;
 };

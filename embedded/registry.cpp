@@ -6,78 +6,62 @@
 #include "rowstore/baseRow.h"
 
 namespace Zorva {
-
 namespace {
 
 using Embedded::Registration;
 
 constexpr len_t maxRowType = 65534; // an id is two bytes; 65535 is no row type's
 
-/// The first metadata request of a name with a generator gives it the next id, from 1, as long as there are any.
-class Registry
+struct Registry
 {
-public:
-   static Registry& instance()
-   {
-      static auto* const registry = new Registry; // never destroyed: libraries may outlive every static object
-      return *registry;
-   }
+   std::mutex mutex; ///< held by whoever uses the rest
+   std::vector<Registration> types;
+   len_t lastRowType = 0;
 
-   void install(std::string name, RowOpsGenerator* generator)
-   {
-      const std::lock_guard lock(mutex_);
-      if (Registration* const known = find(name))
-         known->generator = generator;
-      else
-         types_.push_back({std::move(name), generator, 0});
-   }
-
-   void load(const std::string& name)
-   {
-      const std::lock_guard lock(mutex_);
-      Registration* const known = find(name);
-      if (known != nullptr && known->rowType == 0 && lastRowType_ < maxRowType)
-         known->rowType = ++lastRowType_;
-   }
-
-   /// A copy of what is known of `name`; without a generator when nothing is.
-   Registration type(const std::string& name)
-   {
-      const std::lock_guard lock(mutex_);
-      const Registration* const known = find(name);
-      return known != nullptr ? *known : Registration{name, nullptr, 0};
-   }
-
-   std::vector<Registration> all()
-   {
-      const std::lock_guard lock(mutex_);
-      return types_;
-   }
-
-private:
    Registration* find(const std::string& name)
    {
-      const auto at = std::ranges::find(types_, name, &Registration::rowTypeName);
-      return at == types_.end() ? nullptr : &*at;
+      const auto at = std::ranges::find(types, name, &Registration::rowTypeName);
+      return at == types.end() ? nullptr : &*at;
    }
-
-   std::mutex mutex_;
-   std::vector<Registration> types_;
-   len_t lastRowType_ = 0;
 };
+
+Registry& registry()
+{
+   static auto* const registry = new Registry; // never destroyed: libraries may outlive every static object
+   return *registry;
+}
+
+/// A copy of what is known of a row type; without a generator when nothing is.
+Registration registrationOf(const std::string& name)
+{
+   const std::lock_guard lock(registry().mutex);
+   const Registration* const known = registry().find(name);
+   return known != nullptr ? *known : Registration{name, nullptr, 0};
+}
 
 } // namespace
 
 void installRowOpsGenerator(std::string rowTypeName, RowOpsGenerator* generator)
 {
-   Registry::instance().install(std::move(rowTypeName), generator);
+   const std::lock_guard lock(registry().mutex);
+   if (Registration* const known = registry().find(rowTypeName))
+      known->generator = generator;
+   else
+      registry().types.push_back({std::move(rowTypeName), generator, 0});
 }
 
-void ZorvaDB::loadMetadata(const std::string& typeName) { Registry::instance().load(typeName); }
+// The first request of a name with a generator gives it the next id, from 1, as long as there are any.
+void ZorvaDB::loadMetadata(const std::string& typeName)
+{
+   const std::lock_guard lock(registry().mutex);
+   Registration* const known = registry().find(typeName);
+   if (known != nullptr && known->rowType == 0 && registry().lastRowType < maxRowType)
+      known->rowType = ++registry().lastRowType;
+}
 
 BaseRow ZorvaDB::zoClass(const std::string& typeName)
 {
-   const std::uint32_t id = Registry::instance().type(typeName).rowType;
+   const std::uint32_t id = registrationOf(typeName).rowType;
    constexpr len_t classRowLength = zo_contentOffset + sizeof id;
    BaseRow classRow = id == 0 ? BaseRow() : BaseRow(classRowLength);
    if (id != 0)
@@ -85,11 +69,15 @@ BaseRow ZorvaDB::zoClass(const std::string& typeName)
    return classRow; // the only object: a second return would make a move, and count it
 }
 
-std::vector<Embedded::Registration> Embedded::registrations() { return Registry::instance().all(); }
+std::vector<Embedded::Registration> Embedded::registrations()
+{
+   const std::lock_guard lock(registry().mutex);
+   return registry().types;
+}
 
 RowOpsGenerator* Embedded::rowOpsGenerator(const std::string& rowTypeName)
 {
-   return Registry::instance().type(rowTypeName).generator;
+   return registrationOf(rowTypeName).generator;
 }
 
 } // namespace Zorva

@@ -47,8 +47,8 @@ struct __attribute__((visibility("hidden"))) Table::Impl
    {
    }
 
-   /// The entry of the row with `row`'s key, none when there was none: `row` is filed then.
-   std::optional<std::size_t> fileUnlessHeld(const BaseRow& row)
+   /// The entry of the row with `row`'s key, none when there was none: `row` is inserted then.
+   std::optional<std::size_t> insertUnlessHeld(const BaseRow& row)
    {
       const std::uint32_t hash = index_.hashOf(row);
       const len_t type = row.rowType();
@@ -57,7 +57,7 @@ struct __attribute__((visibility("hidden"))) Table::Impl
       const std::size_t at = index_.probe(row, hash);
       if (!index_.isFree(at))
          return at;
-      index_.file(at, row, hash);
+      index_.insert(at, row, hash);
       rowType_ = type;
       return std::nullopt;
    }
@@ -65,7 +65,7 @@ struct __attribute__((visibility("hidden"))) Table::Impl
    std::size_t probe(const BaseRow& keyRow) const { return index_.probe(keyRow, index_.hashOf(keyRow)); }
 
    std::string rowTypeName_;
-   std::optional<len_t> rowType_; ///< of the rows; until the first one is filed, it may be unknown
+   std::optional<len_t> rowType_; ///< of the rows; until the first one is inserted, it may be unknown
    Internal::HashIndex index_;
 };
 
@@ -79,11 +79,11 @@ void Table::swap(Table& other) noexcept { impl_.swap(other.impl_); }
 
 const std::string& Table::rowTypeName() const { return impl_->rowTypeName_; }
 
-bool Table::insert(const BaseRow& row) { return !impl_->fileUnlessHeld(row); }
+bool Table::insert(const BaseRow& row) { return !impl_->insertUnlessHeld(row); }
 
 Table::Replaced Table::replace(const BaseRow& row)
 {
-   const std::optional<std::size_t> held = impl_->fileUnlessHeld(row);
+   const std::optional<std::size_t> held = impl_->insertUnlessHeld(row);
    if (!held)
       return Replaced::inserted;
    if (impl_->index_.ops().rowEquals(impl_->index_[*held], row))

@@ -1,21 +1,21 @@
 // Table, an in-memory table of rows of one type. It knows nothing of the type: it asks the type's registered generator
 // for the operations of index 0 and keeps its rows by key through them. TableOf (embedded/tableOf.h) is its typed face.
 //
-// A filed row shares its buffer with the row it was filed from; copy on write keeps the two apart. Rows handed out are
-// references into the table, and generic: of no row type's class. A table that was moved from may only be assigned to,
-// swapped and destroyed.
+// A row in the table shares its buffer with the one that was inserted; copy on write keeps the two apart. Rows handed
+// out are references into the table, and generic: of no row type's class. A table that was moved from may only be
+// assigned to, swapped and destroyed.
 //
-// A walk comes to every row once, in an order that differs from table to table and from run to run. What stays valid:
+// Iteration visits every row once, in an order that differs from table to table and from run to run. What stays valid:
 //
-//   filing a row (insert, replace)     no iterator; references unless the table grows, which reserve can prevent
+//   insert, replace that inserts       no iterator; references unless the table grows, which reserve can prevent
 //   reserve that grows the table       nothing
 //   replace of a row that is held      all; references show the new row
-//   erase                              end(), and what a walk comes to before the erased row; rows behind it may move
-//   erase_if                           end(), and what a walk comes to before the first erased row
+//   erase                              end(), and what is visited before the erased row; rows behind it may move
+//   erase_if                           end(), and what is visited before the first erased row
 //   clear                              end()
 //   move, swap                         all, now in the other table
 //
-// Keys that are chosen to meet in the table do not: its hash function is drawn at random, another one for each table.
+// Nobody can choose keys that collide: the hash function is drawn at random, another one for each table.
 //
 // Threads: any number may call the const operations (find, contains, size, iteration) at once. All others need the
 // table for themselves: no other call may run beside them.
@@ -26,6 +26,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/export.h"
@@ -43,8 +44,8 @@ public:
    /// What a replace did.
    enum class Replaced { inserted, changed, unchanged };
 
-   /// An empty table for the rows of the type named `rowTypeName`. The first row filed decides which type id they have.
-   /// Throws std::invalid_argument when no generator is installed under that name, or its type has no index 0.
+   /// An empty table for the rows of the type named `rowTypeName`. The first row inserted decides which type id they
+   /// have. Throws std::invalid_argument when no generator is installed under that name, or its type has no index 0.
    explicit Table(const std::string& rowTypeName);
 
    /// The same for rows with the type id `rowType`, from the first one on.
@@ -57,12 +58,12 @@ public:
 
    const std::string& rowTypeName() const;
 
-   /// Files `row`. False, and nothing changes, when the table holds a row with its key. Throws ZoNullRow for a null
+   /// Inserts `row`. False, and nothing changes, when the table holds a row with its key. Throws ZoNullRow for a null
    /// row, ZoBadCast for a row of another type id than the table's, ZoOutOfRange for one too short to hold a key,
    /// std::bad_alloc, std::length_error as reserve; the table is unchanged then.
    bool insert(const BaseRow& row);
 
-   /// Files `row`, in place of the row with its key if there is one. `unchanged`, with the old row kept, when the two
+   /// Inserts `row`, in place of the row with its key if there is one. `unchanged`, with the old row kept, when the two
    /// are equal by content (rowEquals). Throws as insert, and ZoOutOfRange when either is too short for that
    /// comparison.
    Replaced replace(const BaseRow& row);
@@ -75,9 +76,8 @@ public:
    /// Removes the row with the key of `keyRow`; false when there is none. Throws as find.
    bool erase(const BaseRow& keyRow);
 
-   /// Removes the row that a walk has come to, and returns where it goes on: at the next row, or end(). A walk that
-   /// erases on its way comes to every row once, too. (To erase begin() again and again looks for the first row anew
-   /// each time.)
+   /// Removes the row at the iterator and returns the next one, or end(). An iteration that erases rows visits every
+   /// row once, too. (To erase begin() again and again looks for the first row anew each time.)
    const_iterator erase(const_iterator at);
 
    /// Removes the rows for which predicate(row) is true and returns how many they were. All rows are asked first, each
@@ -92,7 +92,7 @@ public:
    std::size_t size() const noexcept;
    bool empty() const noexcept { return size() == 0; }
 
-   /// Makes room for `rows` rows, so that filing them neither moves a row nor allocates. Throws std::bad_alloc, and
+   /// Makes room for `rows` rows, so that inserting them neither moves a row nor allocates. Throws std::bad_alloc, and
    /// std::length_error beyond the 3.4 thousand million rows that a table can hold; the table is unchanged then.
    void reserve(std::size_t rows);
 
@@ -109,12 +109,7 @@ public:
       reference operator*() const;
       pointer operator->() const { return &**this; }
       const_iterator& operator++();
-      const_iterator operator++(int)
-      {
-         const_iterator before = *this;
-         ++*this;
-         return before;
-      }
+      const_iterator operator++(int) { return std::exchange(*this, ++const_iterator(*this)); }
       friend bool operator==(const const_iterator&, const const_iterator&) noexcept = default;
 
    private:
@@ -141,7 +136,7 @@ std::size_t Table::erase_if(Predicate predicate)
    for (auto at = begin(); at != end(); ++at)
       if (predicate(*at))
          found.push_back(at);
-   for (auto at = found.rbegin(); at != found.rend(); ++at) // what comes before it in the walk stays where it is
+   for (auto at = found.rbegin(); at != found.rend(); ++at) // what is visited before it stays where it is
       remove(*at);
    return found.size();
 }

@@ -1,9 +1,8 @@
 // TableOf<Row>, a Table of the rows of one type that is known when the program is compiled; and what reads the rows of
 // either as rows of their type. What Table says of buffers, threads, iterators and references holds here, too, but for
-// this: a row handed out is a Row of its own that shares the filed row's buffer, and stays as it is whatever happens to
-// the table.
+// this: a row handed out is a Row of its own that shares the buffer, and stays as it is whatever happens to the table.
 //
-// Every row's type id is compared with the type's when the row is filed, and not again when it is read.
+// Every row's type id is compared with the type's when the row is inserted, and not again when it is read.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +18,7 @@ namespace Zorva::Embedded {
 template <class Row>
 class TableOf
 {
-   /// A Row over a filed row's buffer. The base's assignment does not look at the type id.
+   /// A Row over the buffer of a row in the table. The base's assignment does not look at the type id.
    static Row typed(const BaseRow& row)
    {
       Row typed{BaseRow()};

@@ -1,5 +1,5 @@
-// PortRow, a row type of one's own: a switch port with its VLANs, and the next hop behind it as a nested row. The one to
-// follow: docs/adding-a-row-type.md shows it step by step.
+// PortRow, a row type of one's own: a switch port with its VLANs, and the next hop behind it as a nested row. The one
+// to follow: docs/adding-a-row-type.md shows it step by step.
 #pragma once
 
 #include "routing_types/NexthopInfoRow.h"
@@ -42,16 +42,7 @@ public:
 
 std::ostream& operator<<(std::ostream& os, const PortRow& row);
 
-class PortRowRowOps_KEY : public Zorva::RowOpsBase
-{
 #define ZORVA_ROW PortRow
-#include "rowtype/keyOpsMembers.inc"
-};
-
-class PortRowRowOpsGenerator final : public Zorva::RowOpsGenerator
-{
-#define ZORVA_ROW PortRow
-#include "rowtype/generatorMembers.inc"
-};
+#include "rowtype/rowOpsClasses.inc"
 
 } // namespace Examples

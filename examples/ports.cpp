@@ -1,4 +1,4 @@
-// A row type of one's own in use: filed in a table by its key, found, printed, verified and listed byte by byte.
+// A row type of one's own in use: inserted into a table, found by its key, printed, verified and listed byte by byte.
 #include <iostream>
 
 #include "embedded/table.h"

@@ -27,7 +27,7 @@ int main()
    for (const std::uint32_t member : group.member())
       std::cout << "group " << group.id() << " has member " << member << '\n';
 
-   // File rows in a table and look them up by key; a second row with the same key is refused.
+   // Insert rows into a table and look them up by key; a second row with the same key is refused.
    Zorva::Embedded::TableOf<NexthopInfoRow> table;
    table.insert(row);
    std::cout << "the copy is filed too: " << table.insert(copy) << '\n';

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -25,22 +24,7 @@ namespace {
 constexpr std::size_t maxReplyBytes = std::size_t{256} << 20;
 constexpr int maxReplyElements = 1 << 20;
 
-/// A new piece of the reply under way, in its place; null when memory is short, which ends the reading.
-redisReply* newPiece(const redisReadTask* task, int type) noexcept
-{
-   try {
-      auto& memory = *static_cast<std::unique_ptr<ReplyMemory>*>(task->privdata);
-      auto* const piece = std::pmr::polymorphic_allocator<>(&memory->pieces).new_object<redisReply>();
-      piece->type = type;
-      if (task->parent != nullptr)
-         static_cast<redisReply*>(task->parent->obj)->element[task->idx] = piece;
-      return piece;
-   } catch (const std::bad_alloc&) {
-      return nullptr;
-   }
-}
-
-/// Room for so many of T in the reply's memory; null as above.
+/// Room for so many of T in the memory of the reply under way; null when memory is short, which ends the reading.
 template <class T>
 T* newRoom(const redisReadTask* task, std::size_t count) noexcept
 {
@@ -50,6 +34,18 @@ T* newRoom(const redisReadTask* task, std::size_t count) noexcept
    } catch (const std::bad_alloc&) {
       return nullptr;
    }
+}
+
+/// A new piece of the reply, linked to its parent; null as above.
+redisReply* newPiece(const redisReadTask* task, int type) noexcept
+{
+   auto* const piece = newRoom<redisReply>(task, 1);
+   if (piece == nullptr)
+      return nullptr;
+   std::construct_at(piece)->type = type;
+   if (task->parent != nullptr)
+      static_cast<redisReply*>(task->parent->obj)->element[task->idx] = piece;
+   return piece;
 }
 
 void* createString(const redisReadTask* task, char* text, std::size_t length) noexcept
@@ -71,11 +67,11 @@ void* createArray(const redisReadTask* task, int elements) noexcept
    if (elements > maxReplyElements)
       return nullptr;
    const auto count = static_cast<std::size_t>(elements);
-   redisReply** const places = newRoom<redisReply*>(task, count);
-   redisReply* const piece = places == nullptr ? nullptr : newPiece(task, REDIS_REPLY_ARRAY);
+   redisReply** const children = newRoom<redisReply*>(task, count);
+   redisReply* const piece = children == nullptr ? nullptr : newPiece(task, REDIS_REPLY_ARRAY);
    if (piece == nullptr)
       return nullptr;
-   piece->element = places;
+   piece->element = children;
    piece->elements = count;
    return piece;
 }
@@ -287,13 +283,6 @@ void expectText(const redisReply& reply, std::string_view text)
 {
    if ((reply.type != REDIS_REPLY_STRING && reply.type != REDIS_REPLY_STATUS) || textOf(reply) != text)
       throwUnexpected(reply, '"' + std::string(text) + '"');
-}
-
-std::optional<std::uint64_t> wholeNumber(std::string_view text) noexcept
-{
-   std::uint64_t number = 0;
-   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 std::uint64_t numberIn(std::string_view text)

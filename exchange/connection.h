@@ -1,13 +1,15 @@
 // Connection: one connection to a server, with commands and replies as the server's protocol (RESP2) has them; and
 // Link, which makes it again when it is lost. Not installed: the exchange library's own.
 //
-// Sockets never block: all waiting is done by poll, up to a time of ours. A connection on which something went wrong is
-// of no further use, as replies may still be under way.
+// Sockets never block: all waiting is done by poll, with a timeout. After an error a connection cannot be used any
+// more, as replies may still be outstanding.
 #pragma once
 
 #include <hiredis/hiredis.h>
 
+#include <charconv>
 #include <chrono>
+#include <concepts>
 #include <memory>
 #include <memory_resource>
 #include <optional>
@@ -57,13 +59,19 @@ inline bool isNil(const redisReply& reply) noexcept { return reply.type == REDIS
 void expectText(const redisReply& reply, std::string_view text);
 
 /// The decimal number that is the whole text; numberIn throws ServerTrouble where there is none.
-std::optional<std::uint64_t> wholeNumber(std::string_view text) noexcept;
+template <std::integral Number = std::uint64_t>
+std::optional<Number> wholeNumber(std::string_view text) noexcept
+{
+   Number number = 0;
+   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
 std::uint64_t numberIn(std::string_view text);
 
 /// Text from outside fit to be shown: control characters as "?", and not too long.
 std::string shown(std::string_view text);
 
-/// A file descriptor and its end.
+/// A file descriptor, closed with the object.
 class Socket
 {
 public:
@@ -81,8 +89,8 @@ private:
 class Connection
 {
 public:
-   /// Connects, authenticates and selects the database. Throws ServerTrouble, and FeedRefused where the server does not
-   /// let us in.
+   /// Connects, authenticates and selects the database. Throws ServerTrouble, and FeedRefused when the server denies
+   /// access.
    Connection(const ServerAddress& server, milliseconds limit);
 
    int fd() const noexcept { return socket_.fd(); }
@@ -103,6 +111,17 @@ public:
       (word(words), ...);
    }
 
+   /// Adds a command on some fields of the hash `key`.
+   template <class Fields>
+   void addFields(std::string_view command, std::string_view key, const Fields& fields)
+   {
+      begin(2 + fields.size());
+      word(command);
+      word(key);
+      for (const auto& field : fields)
+         word(field);
+   }
+
    /// The bytes of the commands that flush will send.
    std::size_t pending() const noexcept { return out_.size(); }
 
@@ -115,8 +134,8 @@ public:
    /// Throws ServerTrouble when the server has closed the connection, or says something without being asked.
    void requireSilent();
 
-   /// The next reply, awaited for `limit`. An error, also within an array, is thrown: FeedRefused for those that trying
-   /// again does not mend, else ServerTrouble.
+   /// The next reply, awaited for `limit`. An error, also within an array, is thrown: FeedRefused for permanent
+   /// failures, else ServerTrouble.
    Reply reply();
 
    /// The replies of a transaction of so many commands; none when the server did not do it since a watched key changed.

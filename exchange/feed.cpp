@@ -1,7 +1,6 @@
 #include "exchange/feed.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "rowtype/canonical.h"
 
@@ -39,14 +38,7 @@ FeedKeys::FeedKeys(const std::string& feed, const std::string& rowTypeName)
    owner = base + "owner";
 }
 
-void Meta::ask(Connection& server, const std::string& key)
-{
-   server.begin(2 + metaFields.size());
-   server.word("HMGET");
-   server.word(key);
-   for (const char* const field : metaFields)
-      server.word(field);
-}
+void Meta::ask(Connection& server, const std::string& key) { server.addFields("HMGET", key, metaFields); }
 
 Meta Meta::read(const redisReply& reply)
 {
@@ -141,20 +133,13 @@ std::string FeedTable::keyText(Key key) const
 
 std::optional<Key> FeedTable::keyIn(std::string_view text) const
 {
-   const char* const end = text.data() + text.size();
-   std::from_chars_result parsed{};
-   Key key = 0;
-   if (type_.key.type == Type::i32) {
-      std::int32_t number = 0;
-      parsed = std::from_chars(text.data(), end, number);
-      key = static_cast<std::uint32_t>(number);
-   } else {
-      parsed = std::from_chars(text.data(), end, key);
-   }
-   const bool fits = type_.key.width() == sizeof key || key >> (8 * type_.key.width()) == 0;
-   if (parsed.ec != std::errc() || parsed.ptr != end || !fits || keyText(key) != text)
-      return std::nullopt;
-   return key;
+   std::optional<Key> key;
+   if (type_.key.type != Type::i32)
+      key = wholeNumber(text);
+   else if (const auto number = wholeNumber<std::int32_t>(text))
+      key = static_cast<std::uint32_t>(*number);
+   const bool fits = key && (type_.key.width() == sizeof(Key) || *key >> (8 * type_.key.width()) == 0);
+   return fits && keyText(*key) == text ? key : std::nullopt;
 }
 
 const BaseRow* FeedTable::find(Key key)

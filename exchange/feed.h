@@ -30,7 +30,7 @@ struct FeedKeys
    std::string owner;   ///< who has the lease; the server removes it when the lease ends
 };
 
-/// What the feed's small hash says.
+/// What the feed's meta hash says.
 struct Meta
 {
    /// Asks for it: one reply, which read takes.

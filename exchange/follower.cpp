@@ -1,16 +1,17 @@
 #include "exchange/follower.h"
 
 #include <algorithm>
+#include <ranges>
 #include <vector>
 
 #include "exchange/feed.h"
 
 namespace Zorva::Exchange {
 
-// How a feed is followed: its small hash is looked at; if the rows here belong to its incarnation, the stream is read
-// on from where we are, waiting for what comes; the keys in it are read, each once; and again. Every batch of the
-// stream has the number behind the one before. Where one is missing, and wherever else the feed is not the one we know,
-// the whole of it is read and compared. Its stream is read on from where that was before.
+// How a feed is followed, in a loop: read the meta hash; if our rows are of its incarnation, wait for entries of the
+// stream behind our position, and read the rows of the keys in them, each once. The batches of a stream are numbered
+// consecutively. When one is missing, or the feed is not the one we know, all of it is read and compared; the stream is
+// read on from the position that it had before that.
 struct FeedFollower::Impl
 {
    Impl(RowType type, const ServerAddress& server, const std::string& feed, const Options& options)
@@ -173,11 +174,8 @@ struct FeedFollower::Impl
       const auto askFor = [&](std::span<const Key> some) {
          if (some.empty())
             return;
-         server.begin(2 + some.size());
-         server.word("HMGET");
-         server.word(keys_.rows);
-         for (const Key key : some)
-            server.word(table_.keyText(key));
+         const auto fieldOf = [&](Key key) { return table_.keyText(key); };
+         server.addFields("HMGET", keys_.rows, some | std::views::transform(fieldOf));
          server.flush();
       };
       const auto first = [](std::span<const Key> some) { return some.first(std::min(portion, some.size())); };
@@ -198,7 +196,7 @@ struct FeedFollower::Impl
       }
    }
 
-   /// Files the row that the feed holds under the key, unless it is the one we have.
+   /// Puts the row that the feed holds under the key into the table, unless it is the one we have.
    void take(Key key, std::string_view field, std::string_view value)
    {
       const BaseRow* const held = table_.find(key);

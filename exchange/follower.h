@@ -1,4 +1,4 @@
-// Follower: keeps a table of its own equal to a feed, and hands out every change. Any number may follow one feed.
+// Follower: keeps a table of its own equal to a feed, and reports every change. Any number may follow one feed.
 //
 // Rows from the server go through the verifier. A bad one is refused with its key and the reason, and the last good row
 // with its key stays. While the server or the feed is away, the table keeps the rows it has.
@@ -21,8 +21,8 @@ class ZORVA_EXPORT FeedFollower
 public:
    using Clock = std::chrono::steady_clock;
 
-   /// Is told of a change that the table has just made: the row before, null for one that was inserted, and after, null
-   /// for one that was removed. What it throws leaves poll; the change is not told again.
+   /// Called for each change that the table has just made: the row before, null for one that was inserted, and after,
+   /// null for one that was removed. An exception that it throws leaves poll; the change is not reported again.
    using Changed = std::function<void(const BaseRow& before, const BaseRow& after)>;
 
    /// Connects to nothing yet. The feed's name as a publisher's.
@@ -33,11 +33,10 @@ public:
 
    /// Receives for as long as `patience`; returns earlier once the table has become equal to the feed, or is so again
    /// after changes. Returns whether the table was equal to the whole of the feed when last looked; problem() says why
-   /// not, and is empty when there is only more to come. Changes of one key are told in their order, but what came and
-   /// went between two looks is not seen. Trouble with the server is met by trying again. Throws FeedRefused for what
-   /// trying again does not mend: a feed of another type signature, which is named with ours, or a server that does not
-   /// let us in. Blocks no longer than `patience` and what the reading under way takes, to which `limit` applies reply
-   /// by reply.
+   /// not, and is empty when there is only more to come. Changes of one key are reported in their order, but states
+   /// between two reads are not seen. Temporary server failures are retried. Throws FeedRefused for permanent ones: a
+   /// feed of another type signature, which is named with ours, or a server that denies access. Blocks no longer than
+   /// `patience` and what the reading under way takes, to which `limit` applies reply by reply.
    bool poll(milliseconds patience, const Changed& changed = {});
 
    const Embedded::Table& table() const;
@@ -56,7 +55,7 @@ public:
    int fd() const;
    Clock::time_point wakeAt() const;
 
-   /// What is in the way of being equal to the feed; empty when all is well.
+   /// Why the table is not equal to the feed; empty when all is well.
    const std::string& problem() const;
 
 private:

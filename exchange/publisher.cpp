@@ -80,10 +80,7 @@ struct FeedPublisher::Impl
       const len_t found = row.rowType();
       if (found != type.id())
          Internal::throwBadCast(found, type.id(), row.rowPosition());
-      const RowCheck check = type.verify(row.bytes());
-      if (!check.ok())
-         ZoBadCast::throwException("bytes are no " + type.name + ": " + std::string(text(check.fault)) + " at offset " +
-                                   std::to_string(check.offset));
+      Internal::requireSound(type.verify(row.bytes()), type.name);
    }
 
    void makeEqual(const Embedded::Table& table)
@@ -260,13 +257,8 @@ struct FeedPublisher::Impl
             server.word(table_.value(*row));
          }
       }
-      if (!absent.empty()) {
-         server.begin(2 + absent.size());
-         server.word("HDEL");
-         server.word(keys_.rows);
-         for (const std::string& field : absent)
-            server.word(field);
-      }
+      if (!absent.empty())
+         server.addFields("HDEL", keys_.rows, absent);
       addEnd(server);
       return {batchesSent_, std::size_t{3} + (present.empty() ? 0 : 1) + (absent.empty() ? 0 : 1)};
    }

@@ -26,13 +26,13 @@ public:
    /// otherwise, and as Table.
    FeedPublisher(RowType type, const ServerAddress& server, const std::string& feed, const Options& options = {});
 
-   /// Gives the lease up, in `limit` at most. The rows stay in the server.
+   /// Releases the lease, within `limit`. The rows stay in the server.
    ~FeedPublisher();
    FeedPublisher(const FeedPublisher&) = delete;
    FeedPublisher& operator=(const FeedPublisher&) = delete;
 
-   /// Files the row, in place of the one with its key. Throws ZoBadCast for a row of another type or bytes that are no
-   /// row of the type, and as Table::replace; nothing has changed then.
+   /// Inserts the row, in place of the one with its key if there is one. Throws ZoBadCast for a row of another type or
+   /// bytes that are no row of the type, and as Table::replace; nothing has changed then.
    void put(const BaseRow& row);
 
    /// Removes the row with the key of `keyRow`; false when there is none.
@@ -44,17 +44,17 @@ public:
 
    const Embedded::Table& table() const;
 
-   /// Writes what the server lacks, and renews the lease when it is time. Trouble with the server is met by trying
-   /// again for as long as `patience`, once at least unless a pause is not over. True when the server has all rows and
-   /// this publisher holds the lease; else problem() says what is in the way. Throws FeedOwned when another publisher
-   /// has the feed, FeedRefused for what trying again does not mend; sync may be called again all the same. Blocks no
+   /// Writes what the server lacks, and renews the lease when it is time. Temporary server failures are retried for
+   /// `patience`, with at least one attempt unless the pause after the last one is not over. True when the server has
+   /// all rows and this publisher holds the lease; else problem() says why not. Throws FeedOwned when another publisher
+   /// has the feed, FeedRefused for other permanent failures; sync may be called again all the same. Blocks no
    /// longer than `patience` and what the attempt under way takes, to which `limit` applies reply by reply.
    bool sync(milliseconds patience);
 
    /// When sync must be called again: to renew the lease, or to connect.
    Clock::time_point wakeAt() const;
 
-   /// What was in the way of the last attempt that failed; empty once all is well.
+   /// Why the last attempt failed; empty once all is well.
    const std::string& problem() const;
 
 private:

@@ -1,5 +1,5 @@
-// The server that tables are exchanged through: where it is, how long it may take, what it may do wrong, and which
-// feeds lie in it. What a feed is made of there is described in docs/exchange.md.
+// The server that tables are exchanged through: its address, timeouts, its failures, and the feeds that lie in it. What
+// a feed is made of there is described in docs/exchange.md.
 //
 // Threads: everything in exchange/ is used by one thread at a time, object by object; different objects by any threads.
 #pragma once
@@ -17,7 +17,7 @@ namespace Zorva::Exchange {
 
 using std::chrono::milliseconds;
 
-/// An end: the same call will fail again until somebody changes something, here or in the server.
+/// A permanent failure: the same call fails again until somebody changes something, here or in the server.
 class ZORVA_EXPORT FeedRefused : public std::runtime_error
 {
 public:
@@ -31,8 +31,8 @@ public:
    using FeedRefused::FeedRefused;
 };
 
-/// The server cannot be reached, is too slow, or answers what it should not; later it may do better. Publishers and
-/// followers deal with it themselves.
+/// A temporary failure: the server cannot be reached, is too slow, or sends an unexpected reply. Publishers and
+/// followers retry by themselves.
 class ZORVA_EXPORT ServerTrouble final : public std::runtime_error
 {
 public:

@@ -2,7 +2,7 @@
 #include <charconv>
 #include <cstdlib>
 
-#include "exchange/server.h"
+#include "exchange/connection.h"
 
 namespace Zorva::Exchange {
 
@@ -44,11 +44,9 @@ std::string decoded(std::string_view text)
 template <class Number>
 Number number(std::string_view text, const char* what)
 {
-   Number value{};
-   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-   if (error != std::errc() || end != text.data() + text.size())
-      refuse(std::string("no number as ") + what);
-   return value;
+   if (const std::optional<Number> number = wholeNumber<Number>(text))
+      return *number;
+   refuse(std::string("no number as ") + what);
 }
 
 } // namespace
@@ -73,24 +71,24 @@ ServerAddress ServerAddress::parse(std::string_view url)
          server.password = password;
 
    const std::size_t end = std::min(url.find(isUnix ? '?' : '/'), url.size());
-   std::string_view place = url.substr(0, end);
+   std::string_view location = url.substr(0, end);
    std::string_view database = url.substr(std::min(end + 1, url.size()));
    if (isUnix && !database.empty() && !takes(database, "db="))
       refuse("unknown option");
    if (!database.empty())
       server.database = number<unsigned>(database, "database");
    if (isUnix) {
-      server.path = decoded(place);
+      server.path = decoded(location);
    } else {
-      const bool isBracketed = takes(place, "["); // an IPv6 address
-      const std::size_t hostEnd = std::min(place.find(isBracketed ? ']' : ':'), place.size());
-      server.host = decoded(place.substr(0, hostEnd));
-      place.remove_prefix(hostEnd);
-      if (isBracketed && !takes(place, "]"))
+      const bool isBracketed = takes(location, "["); // an IPv6 address
+      const std::size_t hostEnd = std::min(location.find(isBracketed ? ']' : ':'), location.size());
+      server.host = decoded(location.substr(0, hostEnd));
+      location.remove_prefix(hostEnd);
+      if (isBracketed && !takes(location, "]"))
          refuse("a [ without a ]");
-      if (takes(place, ":"))
-         server.port = number<std::uint16_t>(place, "port");
-      else if (!place.empty())
+      if (takes(location, ":"))
+         server.port = number<std::uint16_t>(location, "port");
+      else if (!location.empty())
          refuse("not a host and a port");
    }
    if (server.host.empty() && server.path.empty())

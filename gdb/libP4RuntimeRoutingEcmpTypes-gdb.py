@@ -19,8 +19,8 @@ ZORVA_HEADER = 4
 ZORVA_UNKNOWN_TYPE = 65535
 
 
-class ZorvaFault(Exception):
-    """What is wrong with the memory of a row, as text to show in place of a value."""
+class ZorvaFault(gdb.error):
+    """What is wrong with the memory of a row. It is shown as text in place of a value, as errors of gdb itself are."""
 
 
 def zorva_memory(address, length):
@@ -55,11 +55,6 @@ def zorva_address(memory):
         return memory.hex(":")
 
 
-def zorva_plain(type_):
-    """The type without references, typedefs and qualifiers."""
-    return gdb.types.get_basic_type(type_)
-
-
 def zorva_lineage(type_):
     """The types from a row's class down to BaseRow, none if it is not a row."""
     lineage = []
@@ -70,7 +65,7 @@ def zorva_lineage(type_):
         bases = [field.type for field in type_.fields() if field.is_base_class]
         if not bases:
             break
-        type_ = zorva_plain(bases[0])
+        type_ = gdb.types.get_basic_type(bases[0])
     return []
 
 
@@ -98,7 +93,7 @@ def zorva_table(row_class):
         columns = symbol.value()["columns"]["_M_elems"] if symbol else None
         size = columns.type.strip_typedefs().range()[1] + 1 if symbol else 0
         return [zorva_column(columns[i]) for i in range(size)] or None
-    except (RuntimeError, ZorvaFault, ValueError):  # optimised out, not relocated yet, spoilt
+    except (RuntimeError, ValueError):  # optimised out, not relocated yet, spoilt
         return None
 
 
@@ -134,34 +129,21 @@ class ZorvaEthAddrPrinter:
             return f"<{error}>"
 
 
-class ZorvaBuffer:
-    """A ZoRowBuf: where its bytes are and how many."""
-
-    def __init__(self, value):
-        try:
-            self.address, self.length = int(value["data_"]), int(value["length_"])
-        except gdb.error as error:
-            raise ZorvaFault(str(error)) from error
-
-    def memory(self):
-        return zorva_memory(self.address, self.length)
-
-
 class ZorvaBufferPrinter:
     """The bytes as elements: print/x shows them as they are in listings. Also the handle, with its owners."""
 
     def __init__(self, value):
         self.memory = b""
         try:
-            handle = zorva_plain(value.type).name == "Zorva::RowBufHandle"
+            handle = gdb.types.get_basic_type(value.type).name == "Zorva::RowBufHandle"
             block = zorva_block(value) if handle else None
             if handle and not block:
                 self.text = "no buffer"
                 return
-            buffer = ZorvaBuffer(block["buffer"] if block else value)
-            self.text = ", ".join([f"{buffer.length} bytes at {buffer.address:#x}", *zorva_owners(block)])
-            self.memory = buffer.memory()
-        except ZorvaFault as fault:
+            address, length = zorva_buffer(block["buffer"] if block else value)
+            self.text = ", ".join([f"{length} bytes at {address:#x}", *zorva_owners(block)])
+            self.memory = zorva_memory(address, length)
+        except gdb.error as fault:
             self.text = f"<{fault}>"
 
     def to_string(self):
@@ -174,16 +156,18 @@ class ZorvaBufferPrinter:
         return "array"
 
 
+def zorva_buffer(value):
+    """Of a ZoRowBuf, where its bytes are and how many."""
+    return int(value["data_"]), int(value["length_"])
+
+
 def zorva_block(handle):
-    """The block of a RowBufHandle, None for an empty one. Raises ZorvaFault."""
-    try:
-        pointer = handle["block_"]
-        if not int(pointer):
-            return None
-        zorva_memory(int(pointer), pointer.type.target().sizeof)
-        return pointer.dereference()
-    except gdb.error as error:
-        raise ZorvaFault(str(error)) from error
+    """The block of a RowBufHandle, None for an empty one. Raises gdb.error."""
+    pointer = handle["block_"]
+    if not int(pointer):
+        return None
+    zorva_memory(int(pointer), pointer.type.target().sizeof)
+    return pointer.dereference()
 
 
 def zorva_owners(block):
@@ -200,14 +184,14 @@ class ZorvaArrayPrinter:
 
     def __init__(self, value):
         self.size = 0
-        self.element = zorva_plain(value.type).template_argument(0)
+        self.element = gdb.types.get_basic_type(value.type).template_argument(0)
         try:
             self.header, length = int(value["header_"]), int(value["dataLength_"])
             if self.header:
                 count = zorva_integer(zorva_memory(self.header, 2)) & 0xfff
                 self.size = min(count, (length - 2) // self.element.sizeof)
             self.text = f"{self.size} elements"
-        except (gdb.error, ZorvaFault) as fault:
+        except gdb.error as fault:
             self.text = f"<{fault}>"
 
     def to_string(self):
@@ -217,7 +201,7 @@ class ZorvaArrayPrinter:
         for i in range(self.size):
             try:
                 memory = zorva_memory(self.header + 2 + i * self.element.sizeof, self.element.sizeof)
-            except ZorvaFault as fault:
+            except gdb.error as fault:
                 yield f"[{i}]", f"<{fault}>"
                 return
             yield f"[{i}]", gdb.Value(memory, self.element)
@@ -233,7 +217,7 @@ class ZorvaRowPrinter:
     def __init__(self, value):
         is_reference = value.type.strip_typedefs().code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF)
         self.value = value.referenced_value() if is_reference else value
-        lineage = zorva_lineage(zorva_plain(value.type))
+        lineage = zorva_lineage(gdb.types.get_basic_type(value.type))
         self.base = lineage[-1]
         self.classes = self.dynamic_classes() or [type_.name for type_ in lineage]
         self.name = self.classes[0]
@@ -242,7 +226,7 @@ class ZorvaRowPrinter:
         self.table = None
         try:
             self.read()
-        except ZorvaFault as fault:
+        except gdb.error as fault:
             self.notes.append(f"<{fault}>")
 
     def dynamic_classes(self):
@@ -262,23 +246,20 @@ class ZorvaRowPrinter:
     def read(self):
         if not self.base.fields():
             raise ZorvaFault("the debug information does not describe Zorva::BaseRow")
-        try:
-            handle, self.position = self.value["rowBuf_"], int(self.value["rowOffset_"])
-            view, self.read_only = bool(self.value["subRow_"]), bool(self.value["readOnly_"])
-        except gdb.error as error:
-            raise ZorvaFault(str(error)) from error
+        handle, self.position = self.value["rowBuf_"], int(self.value["rowOffset_"])
+        view, self.read_only = bool(self.value["subRow_"]), bool(self.value["readOnly_"])
         block = zorva_block(handle)
-        places = ([f"view at {self.position}"] if view else []) + (["read-only"] if self.read_only else [])
+        flags = ([f"view at {self.position}"] if view else []) + (["read-only"] if self.read_only else [])
         if not block:
-            self.notes = ["null", *places]
+            self.notes = ["null", *flags]
             return
         self.block = int(handle["block_"])
-        self.notes = zorva_owners(block) + places
-        buffer = ZorvaBuffer(block["buffer"])
-        self.bytes = buffer.memory()[self.position:]
+        self.notes = zorva_owners(block) + flags
+        address, length = zorva_buffer(block["buffer"])
+        self.bytes = zorva_memory(address, length)[self.position:]
         if len(self.bytes) < ZORVA_HEADER:
             self.bytes = b""
-            raise ZorvaFault(f"position {self.position} leaves the buffer of {buffer.length} bytes")
+            raise ZorvaFault(f"position {self.position} leaves the buffer of {length} bytes")
         self.length = zorva_integer(self.bytes[:2])
         self.notes[:0] = [f"{self.length} bytes" if ZORVA_HEADER <= self.length <= len(self.bytes) else
                           f"<row length {self.length} in {len(self.bytes)} bytes>", self.type_note()]
@@ -303,7 +284,7 @@ class ZorvaRowPrinter:
             for name, kind, offset, nested in self.table:
                 try:
                     yield name, self.column(kind, offset, nested)
-                except ZorvaFault as fault:
+                except gdb.error as fault:
                     yield name, f"<{fault}>"
         elif self.bytes:
             yield "bytes", zorva_array(self.bytes[:self.length] or self.bytes, 1)
@@ -315,7 +296,7 @@ class ZorvaRowPrinter:
         return memory
 
     def slot(self, offset):
-        """Place and length of the data that lies elsewhere."""
+        """Offset and length of the column's variable data."""
         memory = self.part(offset, 4)
         return zorva_integer(memory[:2]), zorva_integer(memory[2:]) & 0x7fff
 
@@ -335,11 +316,11 @@ class ZorvaRowPrinter:
             return self.array(*self.slot(offset), width, signed)
         return zorva_number(self.part(offset, width), signed)
 
-    def array(self, place, length, width, signed):
+    def array(self, offset, length, width, signed):
         """As the library reads it: the smaller of the count in the header and what the slot's length holds."""
         if length < 2:
             return "{}" if length == 0 else "{} <1 byte of data>"
-        memory = self.part(place, length)
+        memory = self.part(offset, length)
         count, held = zorva_integer(memory[:2]) & 0xfff, (length - 2) // width
         elements = zorva_array(memory[2:2 + width * min(count, held)], width, signed)
         if count <= held:
@@ -347,17 +328,17 @@ class ZorvaRowPrinter:
         shown = elements if isinstance(elements, str) else elements.format_string()
         return f"{shown} <the count is {count}>"
 
-    def nested_row(self, place, length, nested):
+    def nested_row(self, offset, length, nested):
         """A view of the nested row, laid out as the program would hold it; the row printer shows it."""
         if not length:
             return "null"
-        self.part(place, ZORVA_HEADER)
+        self.part(offset, ZORVA_HEADER)
         try:
             row_type = gdb.lookup_type(nested)
         except (gdb.error, TypeError):
             row_type = self.base
         view = bytearray(row_type.sizeof)
-        values = {"rowBuf_": self.block, "rowOffset_": self.position + place, "subRow_": True,
+        values = {"rowBuf_": self.block, "rowOffset_": self.position + offset, "subRow_": True,
                   "readOnly_": self.read_only}
         for field in self.base.fields():
             if field.name in values:
@@ -368,7 +349,7 @@ class ZorvaRowPrinter:
 
 def zorva_printer(value):
     """The printer for a value, None if it is not of this library."""
-    plain = zorva_plain(value.type)
+    plain = gdb.types.get_basic_type(value.type)
     if plain.code != gdb.TYPE_CODE_STRUCT:
         return None
     name = plain.name or ""

@@ -240,7 +240,7 @@ void CommandLine::completeSources()
       throw isServerUsed ? CLI::RequiresError("A feed", "--from") : CLI::RequiresError("--from", "--feed");
 }
 
-CLI::App& CommandLine::subcommand(const char* name, Run run, const char* summary, const char* text)
+CLI::App& CommandLine::subcommand(const char* name, const Run& run, const char* summary, const char* text)
 {
    CLI::App& sub = *app_.add_subcommand(name, summary)->footer(text);
    sub.callback([this, run] { run_ = run; });
@@ -249,9 +249,9 @@ CLI::App& CommandLine::subcommand(const char* name, Run run, const char* summary
 }
 
 /// A subcommand about the rows of a source.
-CLI::App& CommandLine::reading(const char* name, Run run, const char* summary, const char* text)
+CLI::App& CommandLine::reading(const char* name, const Run& run, const char* summary, const char* text)
 {
-   CLI::App& sub = subcommand(name, std::move(run), summary, text);
+   CLI::App& sub = subcommand(name, run, summary, text);
    declareSource(sub);
    return sub;
 }

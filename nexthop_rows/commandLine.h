@@ -33,8 +33,8 @@ public:
    CLI::App& app() { return app_; }
 
 private:
-   CLI::App& subcommand(const char* name, Run run, const char* summary, const char* text);
-   CLI::App& reading(const char* name, Run run, const char* summary, const char* text);
+   CLI::App& subcommand(const char* name, const Run& run, const char* summary, const char* text);
+   CLI::App& reading(const char* name, const Run& run, const char* summary, const char* text);
    void allRows(CLI::App& app);
    void oneRow(CLI::App& app);
    void help(CLI::App& app);

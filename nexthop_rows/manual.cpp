@@ -41,9 +41,10 @@ std::vector<const CLI::Option*> shown(const CLI::App& app, bool isPositional)
 
 std::vector<Entry> entriesOf(const std::vector<const CLI::Option*>& options)
 {
-   std::vector<Entry> entries;
-   for (const CLI::Option* const option : options)
-      entries.push_back({nameOf(*option), option->get_description()});
+   std::vector<Entry> entries(options.size());
+   std::ranges::transform(options, entries.begin(), [](const CLI::Option* option) {
+      return Entry{nameOf(*option), option->get_description()};
+   });
    return entries;
 }
 
@@ -54,9 +55,11 @@ std::vector<const CLI::App*> subcommandsOf(const CLI::App& app)
 
 std::vector<Entry> subcommandEntries(const CLI::App& app)
 {
-   std::vector<Entry> entries;
-   for (const CLI::App* const sub : subcommandsOf(app))
-      entries.push_back({sub->get_name(), sub->get_description()});
+   const std::vector<const CLI::App*> subcommands = subcommandsOf(app);
+   std::vector<Entry> entries(subcommands.size());
+   std::ranges::transform(subcommands, entries.begin(), [](const CLI::App* sub) {
+      return Entry{sub->get_name(), sub->get_description()};
+   });
    return entries;
 }
 

@@ -151,7 +151,7 @@ std::optional<Change<EcmpMemberListRow>> RowKeeper::settleGroup(KernelState& sta
    ports.reserve(entries);
    bool isValid = false;
    for (const Member& member : group->members) {
-      const auto row = Zorva::Embedded::findRow(tables_.nexthops, nexthopKey_.idIs(member.id)); // none: gone between the dumps
+      const auto row = Zorva::Embedded::findRow(tables_.nexthops, nexthopKey_.idIs(member.id)); // none: it is gone
       isValid = isValid || (row && row->valid());
       members.insert(members.end(), member.weight / divisor, member.id);
       ports.insert(ports.end(), member.weight / divisor, row ? row->portId() : 0);

@@ -22,7 +22,6 @@ inline constexpr auto ecmpMemberListColumns = Zorva::layOut({
 static_assert(ecmpMemberListColumns.fixedLength == 37);
 static_assert(ecmpMemberListColumns.keyColumn().offset == 25);
 static_assert(ecmpMemberListColumns.columns[5].offset == 29 && ecmpMemberListColumns.columns[6].offset == 33);
-static_assert(Zorva::typeSignatureLength(ecmpMemberListColumns) == 142);
 
 /// One ECMP group, keyed by `id`: its arrays `member` and `watch`.
 class ZORVA_EXPORT EcmpMemberListRow : public Zorva::BaseRow
@@ -64,25 +63,18 @@ public:
    EcmpMemberListRow& entryIdIs(const std::uint32_t& v) { return set<"entryId">(v); }
    EcmpMemberListRow& idIs(const std::uint32_t& v) { return set<"id">(v); }
 
-   /// Stores an array. One that is emptied, or replaced by a shorter one, leaves its bytes in the row, and the next longer
-   /// one goes behind them: setting and emptying an array in turn uses the row up, unless compact() is called.
+   /// Stores an array. One that is emptied, or replaced by a shorter one, leaves its bytes in the row, and the next
+   /// longer one goes behind them: setting and emptying an array in turn uses the row up, unless compact() is called.
    EcmpMemberListRow& memberIs(const std::vector<std::uint32_t>& v) { return set<"member">(v); }
    EcmpMemberListRow& watchIs(const std::vector<std::uint32_t>& v) { return set<"watch">(v); }
 
    /// The same from any other contiguous range, which may not lie in this row's own bytes.
-   template <Zorva::ContiguousRangeOf<std::uint32_t> R>
-   EcmpMemberListRow& memberIs(const R& v)
-   {
-      return set<"member">(v);
-   }
-   template <Zorva::ContiguousRangeOf<std::uint32_t> R>
-   EcmpMemberListRow& watchIs(const R& v)
-   {
-      return set<"watch">(v);
-   }
+   EcmpMemberListRow& memberIs(const Zorva::ContiguousRangeOf<std::uint32_t> auto& v) { return set<"member">(v); }
+   EcmpMemberListRow& watchIs(const Zorva::ContiguousRangeOf<std::uint32_t> auto& v) { return set<"watch">(v); }
 };
 
-/// Writes the text form of `row` into `os`, in that stream's number formatting, its arrays in plain decimal; "len: 0, NULL" for a null row.
+/// Writes the text form of `row` into `os`, in that stream's number formatting, its arrays in plain decimal; "len: 0,
+/// NULL" for a null row.
 ZORVA_EXPORT std::ostream& operator<<(std::ostream& os, const EcmpMemberListRow& row);
 
 } // namespace P4RuntimeRouting

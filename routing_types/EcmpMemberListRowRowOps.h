@@ -1,28 +1,12 @@
-// EcmpMemberListRowRowOps_KEY, the operations of EcmpMemberListRow's only index, and the generator through which the row
-// database obtains them.
+// EcmpMemberListRowRowOps_KEY, the operations of EcmpMemberListRow's only index (hash, equality and order by the
+// key `id` and by content), and EcmpMemberListRowRowOpsGenerator, through which the row database obtains them.
 #pragma once
 
 #include "rowtype/rowType.h"
 
 namespace P4RuntimeRouting {
 
-/// Hash, equality and order of EcmpMemberListRow rows by key (`id`) and by content.
-class ZORVA_EXPORT EcmpMemberListRowRowOps_KEY : public Zorva::RowOpsBase
-{
 #define ZORVA_ROW EcmpMemberListRow
-#include "rowtype/keyOpsMembers.inc"
-};
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // nothing deletes a generator through a base class
-
-/// Makes the operations objects of EcmpMemberListRow.
-class ZORVA_EXPORT EcmpMemberListRowRowOpsGenerator : public Zorva::RowOpsGenerator
-{
-#define ZORVA_ROW EcmpMemberListRow
-#include "rowtype/generatorMembers.inc"
-};
-
-#pragma GCC diagnostic pop
+#include "rowtype/rowOpsClasses.inc"
 
 } // namespace P4RuntimeRouting

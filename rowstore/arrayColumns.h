@@ -23,13 +23,26 @@
 #include "rowstore/baseRow.h"
 #include "rowstore/decimal.h"
 
+namespace Zorva::Internal {
+
+/// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
+template <class T>
+inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
+{
+   constexpr len_t keptBits = 0xe000;
+   store<len_t>(at, static_cast<len_t>((load<len_t>(at) & keptBits) | value.size()));
+   std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
+}
+
+} // namespace Zorva::Internal
+
 namespace Zorva {
 
 /// A read-only view of one array column of one row: where the array's header lies, and how many bytes the slot named
 /// when the view was made. Owns nothing; valid while the row's bytes stay where they are, which any store into the row
-/// may end. The count is read from the header at each call, so a view follows a shorter array that is stored in the
-/// same place; what says more than the named bytes hold is cut to that. Elements are read by value, since they lie at
-/// any address.
+/// may end. The count is read from the header at each call, so a view shows a shorter array that was stored over the
+/// first; a count of more elements than those bytes hold is cut to what they hold. Elements are returned by value,
+/// since they are not aligned.
 ///
 /// Iterators remember positions, not the count: those made before such a store go over the same positions as before,
 /// where elements of the old array may still lie behind the new one's end.
@@ -137,11 +150,8 @@ public:
 
    /// Whether the range, another view for example, has the same elements in the same order.
    template <std::ranges::input_range R>
-      requires std::equality_comparable_with<T, std::ranges::range_reference_t<R>>
-   friend bool operator==(const ArrayReference& array, R&& range)
-   {
-      return std::ranges::equal(array, range);
-   }
+   requires std::equality_comparable_with<T, std::ranges::range_reference_t<R>>
+   friend bool operator==(const ArrayReference& array, R&& range) { return std::ranges::equal(array, range); }
 
    static constexpr len_t countMask = maxArrayElements; ///< all bits of the count
 
@@ -149,14 +159,6 @@ private:
    const unsigned char* header_ = nullptr; ///< null for no elements
    len_t dataLength_ = 0;                  ///< at least arrayHeaderLength where there is a header
 };
-
-} // namespace Zorva
-
-/// Iterators outlive the view they come from: they point into the row's bytes.
-template <class T>
-inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T>> = true;
-
-namespace Zorva {
 
 template <class T>
 inline std::string ArrayReference<T>::toString() const
@@ -201,28 +203,11 @@ std::string BaseRow::aryColumnToString(len_t offset) const
    return arrayColumn<T>(offset).toString();
 }
 
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// Writes an array that is not empty at `at`: the count, the header's upper three bits kept, and the elements.
-template <class T>
-inline void storeArray(unsigned char* at, std::span<const T> value) noexcept
-{
-   constexpr len_t keptBits = 0xe000;
-   store<len_t>(at, static_cast<len_t>((load<len_t>(at) & keptBits) | value.size()));
-   std::memcpy(at + arrayHeaderLength, value.data(), value.size_bytes());
-}
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
-
 template <class T, ContiguousRangeOf<T> R>
 inline void BaseRow::setColumn(len_t offset, const R& value, len_t fdLen)
 {
    if (fdLen == 0) [[unlikely]]
-      Internal::contractViolated("fdLen != 0", Internal::arraySetColumnPlace);
+      Internal::contractViolated("fdLen != 0", Internal::arraySetColumnLocation);
    ensurePrivate();
    updateFixElemArray<T>(offset, fdLen, std::span<const T>(std::ranges::data(value), std::ranges::size(value)));
 }
@@ -251,9 +236,13 @@ void BaseRow::updateFixElemArray(len_t offset, len_t fdLen, std::span<const T> v
       return;
    }
    const auto length = static_cast<len_t>(Internal::arrayDataLength(value.size(), sizeof(T)));
-   const len_t place = makeFreeSpace(slotAt(offset), length, fdLen);
-   Internal::storeArray(header() + place, value);
-   slotAt(offset).fieldsAre(place, length, true);
+   const len_t dataOffset = makeFreeSpace(slotAt(offset), length, fdLen);
+   Internal::storeArray(header() + dataOffset, value);
+   slotAt(offset).fieldsAre(dataOffset, length, true);
 }
 
 } // namespace Zorva
+
+/// Iterators outlive the view they come from: they point into the row's bytes.
+template <class T>
+inline constexpr bool std::ranges::enable_borrowed_range<Zorva::ArrayReference<T>> = true;

@@ -33,6 +33,13 @@
 #include "rowstore/rowBuf.h"
 #include "rowstore/slot.h"
 
+namespace Zorva::Internal {
+
+/// The text of a null row, of whatever type.
+inline constexpr std::string_view nullRowText = "len: 0, NULL";
+
+} // namespace Zorva::Internal
+
 namespace Zorva {
 
 /// A contiguous range of T that is not a vector: what the array writers take beside vectors.
@@ -42,17 +49,6 @@ concept ContiguousRangeOf = std::ranges::contiguous_range<const R> && std::range
 
 /// The offsets of a row type's variable-column-table slots, in column order.
 using vcdType = std::vector<len_t>;
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// The text of a null row, of whatever type.
-inline constexpr std::string_view nullRowText = "len: 0, NULL";
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
 
 /// A table row of any type, and the base class of the row types: a handle of 24 bytes that shares its bytes with its
 /// copies until one of them is written. Columns are read and written by their offsets; row types know their own.
@@ -92,7 +88,7 @@ public:
    {
       if (this != &other) {
          rowBuf_ = other.rowBuf_;
-         copyPlaceAndFlags(other);
+         copyPositionAndFlags(other);
          ++baseRowCounters.copyAssign;
       }
       return *this;
@@ -103,7 +99,7 @@ public:
    {
       if (this != &other) {
          rowBuf_ = std::move(other.rowBuf_);
-         copyPlaceAndFlags(other);
+         copyPositionAndFlags(other);
          ++baseRowCounters.moveAssign;
       }
       return *this;
@@ -236,9 +232,9 @@ public:
    /// Makes this an empty row of `fdLen` bytes: all zero, type 0, no variable data. In place when the row owns its
    /// bytes alone, otherwise in a new buffer as long as the old one (position and view flag stay). Below 4, `fdLen`
    /// clears just so many bytes in place, and the rest of the header stays; a new buffer is zero but for the length.
-   /// Throws ZoNullRow; raises a debug assertion when `fdLen` does not fit the buffer (false where the handler returns);
-   /// throws ZoPermissionViolation, ZoOutOfRange when the row length does not fit the buffer; then std::bad_alloc or
-   /// Halvo::MemoryResourceException. All leave the row unchanged.
+   /// Throws ZoNullRow; raises a debug assertion when `fdLen` does not fit the buffer (false where the handler
+   /// returns); throws ZoPermissionViolation, ZoOutOfRange when the row length does not fit the buffer; then
+   /// std::bad_alloc or Halvo::MemoryResourceException. All leave the row unchanged.
    inline bool clear(len_t fdLen);
 
    // --- array columns (arrayColumns.h) ---
@@ -313,8 +309,8 @@ public:
 
 protected:
    /// A row over `buffer` with the position and flags of `other`. Counts nothing.
-   // The owner is counted before the object begins: behind that atomic operation, compilers would store the class
-   // pointer of the base, and then that of the row type over it.
+   // The owner is counted before construction begins. Otherwise compilers store the base class's vtable pointer, which
+   // that atomic operation keeps them from leaving out, and then the row type's over it.
    BaseRow(RowBufHandle&& buffer, const BaseRow& other) noexcept
       : rowBuf_(std::move(buffer)), rowOffset_(other.rowOffset_), subRow_(other.subRow_), readOnly_(other.readOnly_)
    {
@@ -324,8 +320,8 @@ protected:
    bool mayWriteInPlace() const noexcept { return rowBuf_.isSoleOwner() && !subRow_; }
 
    /// The private copy: a new buffer with exactly this row's bytes, position 0, no longer a view; read-only stays.
-   /// Throws ZoNullRow, ZoOutOfRange for a row length that lies, std::bad_alloc or Halvo::MemoryResourceException,
-   /// and keeps the old buffer then.
+   /// Throws ZoNullRow, ZoOutOfRange for a row length that leaves the buffer, std::bad_alloc or
+   /// Halvo::MemoryResourceException, and keeps the old buffer then.
    [[gnu::noinline]] void unshareContents()
    {
       const len_t length = checkedRowLength();
@@ -341,8 +337,9 @@ protected:
          unshareContents();
    }
 
-   /// readColumn(offset) for a column within the first `fixedLength` bytes of the row, which the caller vouches for:
-   /// one test for them all serves every column that is read in a row; where it fails, the column's own decides.
+   /// readColumn(offset) for a column within the first `fixedLength` bytes of the row, which the caller guarantees.
+   /// Compilers merge the bounds checks of several columns, as they are the same; where it fails, the column's own
+   /// check decides.
    template <FixedColumnType T>
    [[gnu::always_inline]] T readColumn(len_t offset, len_t fixedLength) const
    {
@@ -359,7 +356,7 @@ protected:
    inline void updateVCT(len_t offset, len_t dataOffset, len_t length, bool isArray);
 
    /// Makes room for `length` bytes of the column whose slot is `slot` (inside this row's bytes) and returns the
-   /// offset where they go: the old place if they fit there, else behind the row, after a compaction if the column
+   /// offset where they go: the old data's if they fit there, else behind the row, after a compaction if the column
    /// had data and the row type is known. Grows the buffer by what is missing, so every address into the row is
    /// stale afterwards. The row must own its buffer alone. `baseRowLength` 0 stops the process. Throws
    /// ZoPermissionViolation, ZoOutOfRange, Halvo::MemoryResourceException and leaves row and slot as they were.
@@ -373,7 +370,7 @@ protected:
    /// lies behind `baseRowLength`, or its data outside the row.
    inline std::size_t compactedLength(len_t emptied, len_t baseRowLength) const;
 
-   /// Empties a slot and, if told to, compacts the row; returns the row length that results and does not store it.
+   /// Empties a slot and, if `compacts`, compacts the row; returns the row length that results and does not store it.
    /// When the compaction throws, the slot is as before.
    inline len_t giveUpArea(len_t slotOffset, len_t baseRowLength, bool compacts);
 
@@ -388,8 +385,8 @@ protected:
    void updateFixElemArray(len_t offset, len_t fdLen, const std::vector<T>& value);
 
    /// Drops the bytes of the variable data area that no slot names, after a private copy if the bytes are shared or a
-   /// view. The buffer keeps its capacity. Throws as a private copy, ZoPermissionViolation, ZoOutOfRange when the row is
-   /// shorter than `baseRowLength` or a listed slot lies outside it, and leaves the row as it was.
+   /// view. The buffer keeps its capacity. Throws as a private copy, ZoPermissionViolation, ZoOutOfRange when the row
+   /// is shorter than `baseRowLength` or a listed slot lies outside it, and leaves the row as it was.
    inline void compactRow(len_t baseRowLength);
 
    /// Sets `value` to the null value of its type. Defined by the row database core for EthAddr.
@@ -432,14 +429,7 @@ protected:
    bool readOnly_ = false;
 
 private:
-   struct CopyTag
-   {
-   };
-
-   BaseRow(CopyTag, const unsigned char* bytes, len_t length) : rowBuf_(RowBufHandle::copyOf(bytes, length))
-   {
-      ++baseRowCounters.lengthCtor;
-   }
+   explicit BaseRow(RowBufHandle&& buffer) noexcept : rowBuf_(std::move(buffer)) { ++baseRowCounters.lengthCtor; }
 
    [[noreturn]] [[gnu::noinline]] static void throwNullRow() { ZoNullRow::throwException("null row"); }
 
@@ -453,7 +443,7 @@ private:
       ZoPermissionViolation::throwException("Attempting to modify read-only row");
    }
 
-   void copyPlaceAndFlags(const BaseRow& other) noexcept
+   void copyPositionAndFlags(const BaseRow& other) noexcept
    {
       rowOffset_ = other.rowOffset_;
       subRow_ = other.subRow_;
@@ -498,12 +488,12 @@ inline BaseRow BaseRow::copyOf(std::span<const unsigned char> bytes)
    if (length != bytes.size())
       ZoOutOfRange::throwException("row length " + std::to_string(length) + " in the header of " +
                                    std::to_string(bytes.size()) + " bytes");
-   return BaseRow(CopyTag{}, bytes.data(), length);
+   return BaseRow(RowBufHandle::copyOf(bytes.data(), length));
 }
 
 inline BaseRow BaseRow::clone() const
 {
-   BaseRow copy = isNull() ? BaseRow() : BaseRow(CopyTag{}, header(), checkedRowLength());
+   BaseRow copy = isNull() ? BaseRow() : BaseRow(RowBufHandle::copyOf(header(), checkedRowLength()));
    return BaseRow(std::move(copy)); // counts as a move
 }
 
@@ -527,7 +517,7 @@ inline bool BaseRow::rowEqual(const BaseRow& other) const
 
 } // namespace Zorva
 
-// The remaining members, one concern a file.
+// The definitions of the other members.
 #include "rowstore/arrayColumns.h"    // IWYU pragma: export
 #include "rowstore/columnIdentity.h"  // IWYU pragma: export
 #include "rowstore/fixedColumns.h"    // IWYU pragma: export

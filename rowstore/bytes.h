@@ -1,5 +1,5 @@
-// The only door to row memory: unaligned little-endian loads and stores, and the bounds check that stands before
-// them. Owns nothing. Row bytes are never accessed through pointers to wider types, so no access needs alignment.
+// The only access to row memory: unaligned little-endian loads and stores, and the bounds check made before them.
+// Owns nothing. Row bytes are never accessed through pointers to wider types, so no access needs alignment.
 #pragma once
 
 #include <bit>
@@ -95,9 +95,9 @@ inline void store(unsigned char* at, const T& value) noexcept
 
 /// The T that lies at `at`, in place: for types made of bytes, which need no alignment.
 template <class T>
-   requires(alignof(T) == 1 && std::is_trivially_copyable_v<T>)
 [[nodiscard]] inline T& inPlace(unsigned char* at) noexcept
 {
+   static_assert(alignof(T) == 1 && std::is_trivially_copyable_v<T>);
    return *reinterpret_cast<T*>(at);
 }
 

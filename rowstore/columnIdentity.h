@@ -1,5 +1,6 @@
-// One column of two rows compared or ordered, one column hashed. The value operations stand alone, so that whole-row
-// folds can use them behind a single bounds check. Included by rowstore/baseRow.h, which documents the members.
+// One column of two rows compared or ordered, one column hashed. The value operations are free functions, so that
+// whole-row folds can use them after a single bounds check. Included by rowstore/baseRow.h, which documents the
+// members.
 #pragma once
 
 #include "platform/halvo/util.h"

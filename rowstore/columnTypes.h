@@ -22,9 +22,7 @@ class ArrayReference;
 /// What a column holds.
 enum class Type : std::uint8_t { u64, u32, u16, i64, i32, boolean, ethAddr, arrayOfU32, row };
 
-} // namespace Zorva
-
-namespace Zorva::Internal {
+namespace Internal {
 
 /// One type of columns, whose values are V in C++: of arrays the view, of nested rows the generic row.
 template <class V>
@@ -78,19 +76,16 @@ consteval bool isFixed(const std::tuple<ColumnType<V>...>& types)
    return ((std::same_as<T, V> && !std::get<ColumnType<V>>(types).hasSlot) || ...);
 }
 
-} // namespace Zorva::Internal
-
-namespace Zorva {
+} // namespace Internal
 
 /// The value types of fixed-width columns.
 template <class T>
 concept FixedColumnType = Internal::isFixed<T>(Internal::columnTypes);
 
-} // namespace Zorva
+namespace Internal {
 
-namespace Zorva::Internal {
-
-/// Calls use(value) with the value of a fixed column of type `type` that is stored at `at`. Nothing for types with a slot.
+/// Calls use(value) with the value of a fixed column of type `type` that is stored at `at`. Nothing for types with a
+/// slot.
 template <class Use>
 void withFixedValue(Type type, const unsigned char* at, Use&& use)
 {
@@ -102,23 +97,17 @@ void withFixedValue(Type type, const unsigned char* at, Use&& use)
    std::apply([&](const auto&... each) { (useIf(each), ...); }, columnTypes);
 }
 
-static_assert(std::apply(
-                 []<class... V>(const ColumnType<V>&... each) {
-                    std::size_t place = 0;
-                    return ((each.type == static_cast<Type>(place++)) && ...);
-                 },
-                 columnTypes),
-              "the list is in the order of Type");
-
+/// Whether `type` is the one at `index` in Type, and a fixed column as wide as its value.
 template <class V>
-constexpr bool fits(const ColumnType<V>& type)
+constexpr bool isRight(const ColumnType<V>& type, std::size_t index)
 {
    if constexpr (FixedColumnType<V>)
-      return type.width == sizeof(V) && std::is_trivially_copyable_v<V>;
-   else
-      return type.hasSlot;
+      if (type.width != sizeof(V) || !std::is_trivially_copyable_v<V>)
+         return false;
+   return type.type == static_cast<Type>(index);
 }
-static_assert(std::apply([](const auto&... each) { return (fits(each) && ...); }, columnTypes),
-              "a column is as wide as its value");
+static_assert(std::apply(
+   [index = std::size_t{0}](const auto&... each) mutable { return (isRight(each, index++) && ...); }, columnTypes));
 
-} // namespace Zorva::Internal
+} // namespace Internal
+} // namespace Zorva

@@ -25,8 +25,8 @@ inline constexpr auto decimalPairs = [] {
    return pairs;
 }();
 
-/// How many decimal digits `value` has. Branches, which a run of similar numbers makes foreseeable, keep the place of
-/// the next number from waiting for a calculation.
+/// How many decimal digits `value` has. By branches, which are well predicted for similar numbers, so that the address
+/// of the next number does not depend on a calculation.
 [[nodiscard]] constexpr std::size_t decimalDigits(std::uint64_t value) noexcept
 {
    for (std::size_t digits = 1;; digits += 4, value /= 10000) {
@@ -41,15 +41,15 @@ inline constexpr auto decimalPairs = [] {
    }
 }
 
-/// Writes `value` at `at`, where its characters fit (at most longestDecimal), and returns the place behind it.
+/// Writes `value` at `at`, where its characters fit (at most longestDecimal), and returns the end of the text.
 template <std::unsigned_integral T>
 char* putDecimal(char* at, T value) noexcept
 {
    char* const end = at + decimalDigits(value);
-   char* place = end;
+   char* rest = end;
    for (; value >= 100; value = static_cast<T>(value / 100)) {
-      place -= 2;
-      std::memcpy(place, &decimalPairs[2 * (value % 100)], 2);
+      rest -= 2;
+      std::memcpy(rest, &decimalPairs[2 * (value % 100)], 2);
    }
    if (value >= 10)
       std::memcpy(at, &decimalPairs[2 * std::size_t{value}], 2);

@@ -31,11 +31,11 @@ inline bool BaseRow::clear(len_t fdLen)
    requireBuffer();
    if (std::size_t{rowOffset_} + fdLen > rowBuf_->length()) {
       Internal::raiseDebugAssertion("setting fixed data length forBaseRow longer than buffer size",
-                                    Internal::clearPlace);
+                                    Internal::clearLocation);
       return false;
    }
    requireWritable();
-   checkedBytesOfBuffer(Internal::rowLengthOffset, sizeof fdLen); // written in any case, however few bytes are cleared
+   checkedBytesOfBuffer(Internal::rowLengthOffset, sizeof fdLen); // written even if fewer bytes are cleared
    if (mayWriteInPlace())
       std::memset(header(), 0, fdLen);
    else

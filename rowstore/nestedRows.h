@@ -6,24 +6,6 @@
 #include "rowstore/baseRow.h"
 #include "rowstore/nestingDepth.h"
 
-namespace Zorva {
-
-template <std::derived_from<BaseRow> R>
-void BaseRow::getColumnStruct(len_t offset, R& out) const
-{
-   const VColType slot = isNull() ? VColType() : slotAt(offset);
-   if (slot.isEmpty()) {
-      out = BaseRow();
-      return;
-   }
-   const len_t position = slot.dataOffset();
-   checkedBytesOfBuffer(position, zo_contentOffset); // the nested row's header
-   SubRow view(*this, position);
-   out = BaseRow(std::move(view));
-}
-
-} // namespace Zorva
-
 namespace Zorva::Internal {
 
 /// A null row of type R.
@@ -33,32 +15,6 @@ R nullRow()
    const BaseRow null;
    return R(null);
 }
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
-
-/// A view of the row nested in a column, as a row of type R; null when there is none. Throws ZoBadCast for a row of
-/// another type.
-template <class R>
-R nestedRow(const BaseRow& row, len_t offset)
-{
-   R nested = Internal::nullRow<R>();
-   row.getColumnStruct<R>(offset, nested);
-   return nested;
-}
-
-template <std::derived_from<BaseRow> R>
-std::uint64_t BaseRow::columnHash(len_t offset) const
-{
-   const R nested = nestedRow<R>(*this, offset);
-   const Internal::NestingLevel level(!nested.isNull());
-   return nested.R::rowHash();
-}
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
 
 /// The rows nested in one column of two rows, the left one as a row of type R. Both objects are made before either
 /// column is read.
@@ -78,6 +34,38 @@ struct NestedPair
 } // namespace Zorva::Internal
 
 namespace Zorva {
+
+template <std::derived_from<BaseRow> R>
+void BaseRow::getColumnStruct(len_t offset, R& out) const
+{
+   const VColType slot = isNull() ? VColType() : slotAt(offset);
+   if (slot.isEmpty()) {
+      out = BaseRow();
+      return;
+   }
+   const len_t position = slot.dataOffset();
+   checkedBytesOfBuffer(position, zo_contentOffset); // the nested row's header
+   SubRow view(*this, position);
+   out = BaseRow(std::move(view));
+}
+
+/// A view of the row nested in a column, as a row of type R; null when there is none. Throws ZoBadCast for a row of
+/// another type.
+template <class R>
+R nestedRow(const BaseRow& row, len_t offset)
+{
+   R nested = Internal::nullRow<R>();
+   row.getColumnStruct<R>(offset, nested);
+   return nested;
+}
+
+template <std::derived_from<BaseRow> R>
+std::uint64_t BaseRow::columnHash(len_t offset) const
+{
+   const R nested = nestedRow<R>(*this, offset);
+   const Internal::NestingLevel level(!nested.isNull());
+   return nested.R::rowHash();
+}
 
 template <std::derived_from<BaseRow> R>
 bool BaseRow::columnEqual(len_t offset, const BaseRow& other, len_t otherOffset) const

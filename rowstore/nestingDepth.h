@@ -1,6 +1,6 @@
-// The nesting limit of operations that go down into nested rows through their types' own virtual functions, which
-// cannot hand a depth on. Bytes that name a row within itself end there in place of the stack. Owns nothing; each
-// thread counts for itself.
+// The nesting limit of operations that descend into nested rows through their types' own virtual functions, which have
+// no parameter for the depth. It keeps bytes in which a row contains itself from overflowing the stack. Owns nothing;
+// each thread has its own count.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ inline constexpr unsigned maxNestingDepth = 16;
 
 namespace Zorva::Internal {
 
-/// One level further down in the calling thread, for as long as the object lives, where there is a nested row:
+/// Counts one level of nesting in the calling thread while the object lives, if there is a nested row:
 ///
 ///    const NestingLevel level(!nested.isNull());
 ///    return nested.toString();

@@ -1,13 +1,14 @@
-// Text straight into a stream's buffer, only where that cannot be told from inserting it: into the room that the buffer
-// has at hand, where std::streambuf::sputc() stores a character and calls nobody. Nothing can fail or be flushed there,
-// so neither state nor exceptions are in play; everything else is for the stream's own operators:
+// Text written straight into the put area of a stream's buffer, where that has the same effect as inserting it: while
+// the put area has room, std::streambuf::sputc() only stores a character and calls no virtual function. Nothing can
+// fail or be flushed there, so neither the stream's state nor its exceptions matter; all else is left to the stream's
+// own operators:
 //
 //    if (char* const at = roomForText(os, text.size()))
-//       placeIs(os, std::ranges::copy(text, at).out);
+//       textEndIs(os, copyText(at, text));
 //    else
 //       os << text;
 //
-// A buffer class of one's own cannot tell either, if its xsputn() does what sputc() does, as the language has it.
+// The same holds for users' own buffer classes, if their xsputn() has the effect of sputc(), as the standard requires.
 #pragma once
 
 #include <cstddef>
@@ -27,19 +28,19 @@ class PutArea : std::streambuf
 public:
    PutArea() = delete;
 
-   static char* place(const std::streambuf& buffer) { return (buffer.*&PutArea::pptr)(); }
+   static char* next(const std::streambuf& buffer) { return (buffer.*&PutArea::pptr)(); }
    static char* end(const std::streambuf& buffer) { return (buffer.*&PutArea::epptr)(); }
    static void advance(std::streambuf& buffer, std::ptrdiff_t n) { (buffer.*&PutArea::pbump)(static_cast<int>(n)); }
 };
 
 /// Where `length` characters of text go, if inserting them does no more than to store them; otherwise null. They are
-/// text once placeIs() says so.
+/// text once textEndIs() says so.
 inline char* roomForText(const std::ostream& os, std::size_t length)
 {
    if (!os.good() || os.width() != 0 || os.tie() != nullptr || (os.flags() & std::ios_base::unitbuf) != 0)
       return nullptr;
    const std::streambuf& buffer = *os.rdbuf();
-   char* const at = PutArea::place(buffer);
+   char* const at = PutArea::next(buffer);
    return static_cast<std::size_t>(PutArea::end(buffer) - at) >= length ? at : nullptr;
 }
 
@@ -59,11 +60,19 @@ inline char* roomForNumbers(const std::ostream& os, std::size_t length)
    return roomForText(os, length);
 }
 
-/// Says that the stream's text now ends at `place`, in the room that one of the two above has found.
-inline void placeIs(std::ostream& os, char* place)
+/// Says that the stream's text now ends at `end`, in the room that one of the two above has found.
+inline void textEndIs(std::ostream& os, char* end)
 {
    std::streambuf& buffer = *os.rdbuf();
-   PutArea::advance(buffer, place - PutArea::place(buffer));
+   PutArea::advance(buffer, end - PutArea::next(buffer));
+}
+
+/// Copies `text` to `at` and returns the end of the copy.
+[[gnu::always_inline]] inline char* copyText(char* at, std::string_view text) noexcept
+{
+   if (!text.empty()) // memcpy() takes no null pointer
+      std::memcpy(at, text.data(), text.size());
+   return at + text.size();
 }
 
 /// os << text
@@ -72,9 +81,7 @@ inline std::ostream& insertText(std::ostream& os, std::string_view text)
    char* const at = roomForText(os, text.size());
    if (at == nullptr)
       return os << text;
-   if (!text.empty()) // memcpy() takes no null pointer
-      std::memcpy(at, text.data(), text.size());
-   placeIs(os, at + text.size());
+   textEndIs(os, copyText(at, text));
    return os;
 }
 

@@ -85,12 +85,12 @@ public:
 
    /// A handle to a new buffer of `length` zero bytes. Two allocations: the count's block (std::bad_alloc), then the
    /// data (as ZoRowBuf; the block is released again).
-   static RowBufHandle zeroed(len_t length) { return RowBufHandle(new Block(length)); }
+   static RowBufHandle zeroed(len_t length) { return RowBufHandle(new Block{.buffer = ZoRowBuf(length)}); }
 
    /// A handle to a new buffer with a copy of the `length` bytes at `bytes`. Fails as zeroed().
    static RowBufHandle copyOf(const unsigned char* bytes, len_t length)
    {
-      return RowBufHandle(new Block(bytes, length));
+      return RowBufHandle(new Block{.buffer = ZoRowBuf(bytes, length)});
    }
 
    RowBufHandle(const RowBufHandle& other) noexcept : block_(other.block_) { addOwner(); }
@@ -134,9 +134,6 @@ public:
 private:
    struct Block
    {
-      explicit Block(len_t length) : buffer(length) {}
-      Block(const unsigned char* bytes, len_t length) : buffer(bytes, length) {}
-
       std::atomic<long> owners{1};
       ZoRowBuf buffer;
    };

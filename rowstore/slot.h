@@ -45,12 +45,60 @@ struct Area
       return begin < fixedLength ? AreaFault::beforeData : end > rowEnd ? AreaFault::beyondRow : AreaFault::none;
    }
 
+   /// Throws ZoOutOfRange unless this is empty or without such a fault.
+   void check(std::size_t fixedLength, std::size_t rowEnd) const
+   {
+      if (!isEmpty() && faultIn(fixedLength, rowEnd) != AreaFault::none) [[unlikely]]
+         throwOutsideBuffer(begin, length(), rowEnd);
+   }
+
    /// Whether a byte lies in both.
    constexpr bool overlaps(const Area& other) const noexcept
    {
       return std::max(begin, other.begin) < std::min(end, other.end);
    }
 };
+
+/// The length in bytes of the data of an array of `count` elements of `elementSize` bytes: 0 for none.
+[[nodiscard]] constexpr std::size_t arrayDataLength(std::size_t count, std::size_t elementSize) noexcept
+{
+   return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
+}
+
+// The failing branches are functions of their own: the inlined checks stay small and need no stack protector.
+
+[[gnu::noinline]] inline void raiseDataTooLong(bool isArray)
+{
+   Internal::raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
+                                    std::to_string(maxVariableLength) + " bytes",
+                                 Internal::updateVCTLocation);
+}
+
+[[noreturn]] [[gnu::noinline]] inline void throwArrayTooLong(std::size_t count)
+{
+   ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
+                                std::to_string(maxArrayElements));
+}
+
+/// Refuses data that no slot can name: raises the debug assertion and, where the handler returns, gives false.
+inline bool mayStoreData(std::size_t length, bool isArray)
+{
+   if (length <= maxVariableLength) [[likely]]
+      return true;
+   raiseDataTooLong(isArray);
+   return false;
+}
+
+/// Refuses an array that cannot be stored: as mayStoreData for more than 32767 bytes, then with ZoOutOfRange for more
+/// than 4095 elements.
+inline bool mayStoreArray(std::size_t count, std::size_t elementSize)
+{
+   if (!mayStoreData(arrayDataLength(count, elementSize), true))
+      return false;
+   if (count > maxArrayElements) [[unlikely]]
+      throwArrayTooLong(count);
+   return true;
+}
 
 } // namespace Zorva::Internal
 
@@ -95,48 +143,3 @@ private:
 static_assert(sizeof(VColType) == 4 && alignof(VColType) == 1);
 
 } // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// The length in bytes of the data of an array of `count` elements of `elementSize` bytes: 0 for none.
-[[nodiscard]] constexpr std::size_t arrayDataLength(std::size_t count, std::size_t elementSize) noexcept
-{
-   return count == 0 ? 0 : arrayHeaderLength + count * elementSize;
-}
-
-// The refusals are functions of their own: the tests before them stay small and need no stack protector.
-
-[[gnu::noinline]] inline void raiseDataTooLong(bool isArray)
-{
-   Internal::raiseDebugAssertion(std::string(isArray ? "array " : "") + "field length greater than " +
-                                    std::to_string(maxVariableLength) + " bytes",
-                                 Internal::updateVCTPlace);
-}
-
-[[noreturn]] [[gnu::noinline]] inline void throwArrayTooLong(std::size_t count)
-{
-   ZoOutOfRange::throwException("array of " + std::to_string(count) + " elements is longer than " +
-                                std::to_string(maxArrayElements));
-}
-
-/// Refuses data that no slot can name: raises the debug assertion and, where the handler returns, gives false.
-inline bool mayStoreData(std::size_t length, bool isArray)
-{
-   if (length <= maxVariableLength) [[likely]]
-      return true;
-   raiseDataTooLong(isArray);
-   return false;
-}
-
-/// Refuses an array that cannot be stored: as mayStoreData for more than 32767 bytes, then with ZoOutOfRange for more
-/// than 4095 elements.
-inline bool mayStoreArray(std::size_t count, std::size_t elementSize)
-{
-   if (!mayStoreData(arrayDataLength(count, elementSize), true))
-      return false;
-   if (count > maxArrayElements) [[unlikely]]
-      throwArrayTooLong(count);
-   return true;
-}
-
-} // namespace Zorva::Internal

@@ -36,12 +36,11 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
    std::size_t total = baseRowLength;
    for (const len_t offset : vcd()) {
       Internal::checkInside(offset, sizeof(VColType), baseRowLength); // data moves over what lies behind
-      const VColType slot = slotAt(offset);
-      if (offset == emptied || slot.isEmpty())
+      const Internal::Area area = slotAt(offset).area();
+      if (offset == emptied)
          continue;
-      if (slot.area().faultIn(baseRowLength, rowEnd) != Internal::AreaFault::none) [[unlikely]]
-         Internal::throwOutsideBuffer(slot.dataOffset(), slot.dataLength(), rowEnd);
-      total += slot.dataLength();
+      area.check(baseRowLength, rowEnd);
+      total += area.length();
    }
    return total;
 }
@@ -49,12 +48,12 @@ inline std::size_t BaseRow::compactedLength(len_t emptied, len_t baseRowLength) 
 inline len_t BaseRow::makeFreeSpace(VColType& slot, len_t length, len_t baseRowLength)
 {
    if (baseRowLength == 0) [[unlikely]]
-      Internal::contractViolated("baseRowLength != 0", Internal::makeFreeSpacePlace);
+      Internal::contractViolated("baseRowLength != 0", Internal::makeFreeSpaceLocation);
    requireWritable();
    const len_t rowEnd = checkedRowLength();
    const auto distance = reinterpret_cast<std::uintptr_t>(&slot) - reinterpret_cast<std::uintptr_t>(header());
    Internal::checkInside(std::min<std::uintptr_t>(distance, maxRowLength), sizeof(VColType), rowEnd);
-   const auto slotOffset = static_cast<len_t>(distance); // survives a move of the block, the reference does not
+   const auto slotOffset = static_cast<len_t>(distance); // stays valid when the block moves, the reference does not
 
    const len_t current = slot.dataLength();
    if (current >= length && current != 0) {
@@ -71,10 +70,10 @@ inline len_t BaseRow::makeFreeSpace(VColType& slot, len_t length, len_t baseRowL
                                       " is greater than maxRowLength: " + std::to_string(maxRowLength));
       rowBuf_->resize(static_cast<len_t>(rowOffset_ + size));
    }
-   const len_t place = current != 0 ? giveUpArea(slotOffset, baseRowLength, compacts) : rowEnd;
-   checkedBytes(place, length);
-   rowLengthIs(static_cast<len_t>(place + length));
-   return place;
+   const len_t dataOffset = current != 0 ? giveUpArea(slotOffset, baseRowLength, compacts) : rowEnd;
+   checkedBytes(dataOffset, length);
+   rowLengthIs(static_cast<len_t>(dataOffset + length));
+   return dataOffset;
 }
 
 inline len_t BaseRow::giveUpArea(len_t slotOffset, len_t baseRowLength, bool compacts)
@@ -97,7 +96,7 @@ inline void BaseRow::compactRow(len_t baseRowLength)
    ensurePrivate();
    requireWritable();
    Internal::checkInside(0, baseRowLength, checkedRowLength());
-   compactedLength(0, baseRowLength); // refuses slots that lie
+   compactedLength(0, baseRowLength); // refuses slots that name bytes outside the row
    const len_t length = compactVariableData(baseRowLength);
    checkedBytesOfBuffer(0, length);
    rowLengthIs(length);

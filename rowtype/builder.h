@@ -1,4 +1,4 @@
-// Building a row: all columns written in one pass into a fresh buffer, which no check can refuse. Used by the value
+// Building a row: all columns written in one pass into a new buffer, where no check can fail. Used by the value
 // constructors of row types; header-only, so a caller that builds many rows may inline it.
 #pragma once
 
@@ -19,24 +19,21 @@ inline constexpr AbsentRow absentRow;
 
 namespace Zorva::Internal {
 
-/// Whether V may initialise a column of type `type`: its value type, or a vector for an array.
+/// Whether V may initialise a column of type `type`: its value type, a vector for an array, AbsentRow for a nested row
+/// (whoever stores one lays out its bytes).
 template <Type type, class V>
-inline constexpr bool initialises = std::same_as<V, ValueOf<type>>;
-template <class V>
-inline constexpr bool initialises<Type::arrayOfU32, V> = std::same_as<V, std::vector<std::uint32_t>>;
-template <class V>
-inline constexpr bool initialises<Type::row, V> = std::same_as<V, AbsentRow>; // who stores one lays out its bytes
+inline constexpr bool initialises = type == Type::row          ? std::same_as<V, AbsentRow>
+                                    : type == Type::arrayOfU32 ? std::same_as<V, std::vector<std::uint32_t>>
+                                                               : std::same_as<V, ValueOf<type>>;
 
 /// The room that an array value takes behind the fixed part, header included also when it is empty; 0 for others.
 template <class V>
-constexpr std::size_t variableRoom(const V&) noexcept
+constexpr std::size_t variableRoom([[maybe_unused]] const V& value) noexcept
 {
-   return 0;
-}
-template <class T>
-constexpr std::size_t variableRoom(const std::vector<T>& value) noexcept
-{
-   return arrayHeaderLength + value.size() * sizeof(T);
+   if constexpr (initialises<Type::arrayOfU32, V>)
+      return arrayHeaderLength + value.size() * sizeof(std::uint32_t);
+   else
+      return 0;
 }
 
 /// The room that a row of Table's type with these values takes, in bytes: the fixed part and every array. Wide, since
@@ -46,22 +43,6 @@ constexpr std::size_t roomFor(const V&... values) noexcept
 {
    return (std::size_t{Table.fixedLength} + ... + variableRoom(values));
 }
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
-
-/// The buffer size for such a row: the room it takes or, when no row has that, the fixed part alone.
-template <const auto& Table, class... V>
-len_t rowCapacity(const V&... values) noexcept
-{
-   const std::size_t room = Internal::roomFor<Table>(values...);
-   return room > maxRowLength ? Table.fixedLength : static_cast<len_t>(room);
-}
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
 
 /// Stores the values column by column, growing the row as they come: for values that the buffer has no room for.
 template <const auto& Table, class... V>
@@ -78,10 +59,18 @@ void storeOneByOne(BaseRow& row, const V&... values)
 
 namespace Zorva {
 
+/// The buffer size for such a row: the room it takes or, when no row has that, the fixed part alone.
+template <const auto& Table, class... V>
+len_t rowCapacity(const V&... values) noexcept
+{
+   const std::size_t room = Internal::roomFor<Table>(values...);
+   return room > maxRowLength ? Table.fixedLength : static_cast<len_t>(room);
+}
+
 /// Stores one value per column into `row`, whose fresh buffer of zero bytes is `buffer`, at least the fixed part, with
 /// the row length already written. A buffer of rowCapacity(values...) bytes takes them in one pass; in a smaller one
 /// the row grows as they come. Throws what storing an array that is too long throws; the row is to be dropped then.
-/// Always inlined: a call would pass the address of every value through memory.
+/// Always inlined: a call would have every value stored in memory to pass its address.
 ///
 ///   bytes  | length | type | fixed columns and slots | first array | second array | ...
 template <const auto& Table, class... V>

@@ -6,16 +6,15 @@
 #include <span>
 #include <vector>
 
+#include "rowstore/nestingDepth.h"
 #include "rowtype/columnTable.h"
 
 namespace Zorva {
 
 /// Makes `bytes`, a copy of a row's bytes whose columns are `columns`, canonical in place. Throws ZoOutOfRange, with
 /// some of it done, when a slot names bytes that are not there or rows are nested too deep; no other bytes are touched.
-inline void makeCanonical(std::span<unsigned char> bytes, std::span<const Column> columns, unsigned depth = 0)
+inline void makeCanonical(std::span<unsigned char> bytes, std::span<const Column> columns)
 {
-   if (depth > maxNestingDepth)
-      ZoOutOfRange::throwException("rows nested deeper than " + std::to_string(maxNestingDepth));
    Internal::checkInside(0, columns.back().end(), bytes.size());
    Internal::store<len_t>(&bytes[Internal::rowTypeOffset], 0);
    for (const Column& column : columns) {
@@ -27,7 +26,8 @@ inline void makeCanonical(std::span<unsigned char> bytes, std::span<const Column
       Internal::checkInside(slot.dataOffset(), slot.dataLength(), bytes.size());
       const std::span<unsigned char> data = bytes.subspan(slot.dataOffset(), slot.dataLength());
       if (column.type == Type::row) {
-         makeCanonical(data, column.nested->columns, depth + 1);
+         const Internal::NestingLevel level;
+         makeCanonical(data, column.nested->columns);
       } else {
          Internal::checkInside(0, Internal::arrayHeaderLength, data.size());
          data[1] &= ArrayReference<std::uint32_t>::countMask >> 8;

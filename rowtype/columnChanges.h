@@ -5,18 +5,6 @@
 
 #include "rowtype/rendering.h"
 
-namespace Zorva {
-
-/// A column whose values differ in two rows; the values as they stand in the rows' JSON.
-struct ColumnChange
-{
-   std::string_view name; ///< the column table's own
-   std::string before;
-   std::string after;
-};
-
-} // namespace Zorva
-
 namespace Zorva::Internal {
 
 /// The value of column I of a row of Table's type, as it stands in the row's JSON. Throws ZoNullRow, ZoOutOfRange.
@@ -39,6 +27,14 @@ std::string columnJson(const BaseRow& row)
 
 namespace Zorva {
 
+/// A column whose values differ in two rows; the values as they stand in the rows' JSON.
+struct ColumnChange
+{
+   std::string_view name; ///< the column table's own
+   std::string before;
+   std::string after;
+};
+
 /// The columns of Table whose values are others in `after` than in `before`, in column order. Both rows are of Table's
 /// type, which is not tested. Throws ZoNullRow, ZoOutOfRange.
 template <const auto& Table>
@@ -46,7 +42,8 @@ std::vector<ColumnChange> columnChanges(const BaseRow& before, const BaseRow& af
 {
    std::vector<ColumnChange> changes;
    const auto compare = [&](auto i) {
-      ColumnChange change{Table.columns[i].name, Internal::columnJson<Table, i>(before), Internal::columnJson<Table, i>(after)};
+      ColumnChange change{Table.columns[i].name, Internal::columnJson<Table, i>(before),
+                          Internal::columnJson<Table, i>(after)};
       if (change.before != change.after)
          changes.push_back(std::move(change));
    };

@@ -1,5 +1,5 @@
 // The column table: a row type's columns, once, in order. Offsets, the fixed length, the slot list, the type
-// signature, the accessors' places, identity, rendering and checks all follow from it.
+// signature, the accessors' offsets, identity, rendering and checks all follow from it.
 //
 //   inline constexpr auto exampleColumns = Zorva::layOut({{"id", Zorva::Type::u32, Zorva::key},
 //                                                         {"port", Zorva::Type::arrayOfU32}});
@@ -84,24 +84,6 @@ struct NestedType
    std::string (*toJson)(const BaseRow& row, len_t offset); ///< "null" when the column holds no row
 };
 
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// A column's name as a template argument: get<"genId">().
-template <std::size_t N>
-struct ColumnName
-{
-   consteval ColumnName(const char (&name)[N]) { std::ranges::copy(name, characters); }
-   consteval operator std::string_view() const { return {characters, N - 1}; }
-
-   char characters[N];
-};
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
-
 /// The columns of one row type, laid out.
 template <std::size_t N>
 struct ColumnTable
@@ -137,19 +119,16 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
 {
    ColumnTable<N> table{};
    len_t offset = zo_contentOffset;
-   std::size_t keys = 0;
    for (std::size_t i = 0; i < N; ++i) {
-      for (std::size_t j = 0; j < i; ++j)
-         if (columns[j].name == columns[i].name)
-            throw "two columns of one name";
+      if (std::ranges::count(columns, columns[i].name, &Column::name) > 1)
+         throw "two columns of one name";
       if ((columns[i].type == Type::row) != columns[i].nested.isGiven())
          throw "a nested-row column, and no other, names its type";
-      keys += columns[i].isKey();
       table.columns[i] = columns[i];
       table.columns[i].offset = offset;
       offset = table.columns[i].end();
    }
-   if (keys > 1)
+   if (std::ranges::count_if(columns, &Column::isKey) > 1)
       throw "more than one key column";
    table.fixedLength = offset;
    return table;
@@ -158,6 +137,16 @@ consteval ColumnTable<N> layOut(const Column (&columns)[N])
 } // namespace Zorva
 
 namespace Zorva::Internal {
+
+/// A column's name as a template argument: get<"genId">().
+template <std::size_t N>
+struct ColumnName
+{
+   consteval ColumnName(const char (&name)[N]) { std::ranges::copy(name, characters); }
+   consteval operator std::string_view() const { return {characters, N - 1}; }
+
+   char characters[N];
+};
 
 template <std::size_t... I, class Use>
 [[gnu::always_inline]] constexpr decltype(auto) withConstants(Use&& use, std::index_sequence<I...>)
@@ -188,43 +177,17 @@ const vcdType& slotOffsets()
    return offsets;
 }
 
-/// Hands the pieces of the type signature to `use`: JSON text that names the columns and their types, in order.
-template <std::size_t N, class Use>
-constexpr void useSignature(const ColumnTable<N>& table, Use&& use)
-{
-   std::string_view separator = "{\"";
-   for (const Column& column : table.columns) {
-      for (const std::string_view piece :
-           {separator, column.name, std::string_view("\":\""), factsOf(column.type).name})
-         use(piece);
-      separator = "\", \"";
-   }
-   use("\"}");
-}
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
-
-/// The type signature's length, in characters.
-template <std::size_t N>
-consteval std::size_t typeSignatureLength(const ColumnTable<N>& table)
-{
-   std::size_t length = 0;
-   Internal::useSignature(table, [&](std::string_view piece) { length += piece.size(); });
-   return length;
-}
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
+/// The type signature: JSON text that names the columns and their types, in order.
 template <std::size_t N>
 std::string typeSignature(const ColumnTable<N>& table)
 {
    std::string text;
-   useSignature(table, [&](std::string_view piece) { text += piece; });
-   return text;
+   std::string_view separator = "{\"";
+   for (const Column& column : table.columns) {
+      text.append(separator).append(column.name).append("\":\"").append(factsOf(column.type).name);
+      separator = "\", \"";
+   }
+   return text + "\"}";
 }
 
 } // namespace Zorva::Internal

@@ -44,8 +44,8 @@ private:
    void listRow(std::span<const Column> columns, std::size_t base, std::size_t end)
    {
       const std::size_t fixedEnd = std::min<std::size_t>(base + columns.back().end(), end);
-      line(base + rowLengthOffset, 2, "len", std::to_string(load<len_t>(&row_[base])), "row length");
-      line(base + rowTypeOffset, 2, "type", std::to_string(load<len_t>(&row_[base + rowTypeOffset])), "row type");
+      line(base + rowLengthOffset, 2, "len", load<len_t>(&row_[base]), "row length");
+      line(base + rowTypeOffset, 2, "type", load<len_t>(&row_[base + rowTypeOffset]), "row type");
       std::vector<ColumnData> areas;
       for (const Column& column : columns) {
          if (base + column.end() > end) {
@@ -54,9 +54,10 @@ private:
          }
          if (column.isVariable())
             listSlot(column, base, fixedEnd, end, areas);
-         else
-            line(base + column.offset, column.width(), factsOf(column.type).kind, valueText(column, base),
-                 name(column));
+         withFixedValue(column.type, &row_[base + column.offset], [&]<class V>(const V& value) {
+            using Shown = std::conditional_t<std::same_as<V, bool>, FMT<bool>, V>;
+            line(base + column.offset, column.width(), factsOf(column.type).kind, Shown{value}, name(column));
+         });
       }
       std::ranges::sort(areas, {}, &ColumnData::begin);
       std::size_t at = fixedEnd;
@@ -78,7 +79,7 @@ private:
                  std::vector<ColumnData>& areas)
    {
       const auto slot = load<VColType>(&row_[base + column.offset]);
-      const Internal::Area area = slot.area();
+      const Area area = slot.area();
       std::string value = "empty";
       if (!slot.isEmpty()) {
          value = "offset " + std::to_string(slot.dataOffset()) + " length " + std::to_string(slot.dataLength());
@@ -102,10 +103,10 @@ private:
       }
       const unsigned count = load<len_t>(&row_[area.begin]) & ArrayReference<std::uint32_t>::countMask;
       const unsigned char header[] = {static_cast<unsigned char>(count & 0xff), static_cast<unsigned char>(count >> 8)};
-      line(area.begin, header, "count", std::to_string(count), columnName);
+      line(area.begin, header, "count", count, columnName);
       std::size_t at = area.begin + arrayHeaderLength;
       for (std::size_t i = 0; i < array.size(); ++i, at += 4)
-         line(at, 4, "u32", std::to_string(array[i]), std::string(columnName) + '[' + std::to_string(i) + ']');
+         line(at, 4, "u32", array[i], std::string(columnName) + '[' + std::to_string(i) + ']');
       dead(at, area.end, "no element");
    }
 
@@ -125,28 +126,6 @@ private:
       dead(area.begin + length, area.end, "dead");
    }
 
-   std::string valueText(const Column& column, std::size_t base) const
-   {
-      std::string text;
-      withFixedValue(column.type, &row_[base + column.offset], [&]<class V>(const V& value) {
-         if constexpr (std::same_as<V, bool>)
-            text = formatted(FMT<bool>{value});
-         else if constexpr (std::integral<V>)
-            text = std::to_string(value);
-         else
-            text = formatted(value);
-      });
-      return text;
-   }
-
-   template <class T>
-   static std::string formatted(const T& value)
-   {
-      Internal::PlainStream stream;
-      stream.os() << value;
-      return stream.buffer().str();
-   }
-
    static std::string name(const Column& column) { return std::string(column.name) + (column.isKey() ? " (key)" : ""); }
 
    /// Bytes [begin, end) that no column has, in lines of bytesPerLine.
@@ -156,24 +135,25 @@ private:
          line(begin, std::min(bytesPerLine, end - begin), "", "", what);
    }
 
-   void line(std::size_t offset, std::size_t width, std::string_view type, std::string_view value,
-             std::string_view what)
+   template <class Value>
+   void line(std::size_t offset, std::size_t width, std::string_view type, const Value& value, std::string_view what)
    {
       line(offset, row_.subspan(offset, width), type, value, what);
    }
 
-   void line(std::size_t offset, std::span<const unsigned char> bytes, std::string_view type, std::string_view value,
+   template <class Value>
+   void line(std::size_t offset, std::span<const unsigned char> bytes, std::string_view type, const Value& value,
              std::string_view what)
    {
       text_ << '+' << std::hex << std::setfill('0') << std::setw(4) << offset << " |";
       for (const unsigned byte : bytes)
          text_ << ' ' << std::setw(2) << byte;
-      text_ << std::setfill(' ') << std::setw(static_cast<int>(3 * (bytesPerLine - bytes.size()))) << "" << std::left
-            << " | " << std::setw(5) << type << std::right << " | " << value << " | " << what << '\n';
+      text_ << std::dec << std::setfill(' ') << std::setw(static_cast<int>(3 * (bytesPerLine - bytes.size()))) << ""
+            << std::left << " | " << std::setw(5) << type << std::right << " | " << value << " | " << what << '\n';
    }
 
    std::span<const unsigned char> row_;
-   Internal::PlainStream plain_;
+   PlainStream plain_;
    std::ostream& text_ = plain_.os();
    unsigned depth_ = 0;
 };

@@ -5,7 +5,7 @@
 #include <version>
 
 // libc++ 16 has it with -fexperimental-library, libc++ 17 always; neither says so by the macro.
-#if defined(__cpp_lib_format) || \
+#if defined(__cpp_lib_format) ||                                                                                       \
    (defined(_LIBCPP_VERSION) && _LIBCPP_VERSION >= 160000 && !defined(_LIBCPP_HAS_NO_INCOMPLETE_FORMAT))
 
 #include <concepts>

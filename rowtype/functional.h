@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <utility>
 
 #include "rowstore/baseRow.h"
 
@@ -27,9 +28,7 @@ struct ContentEqual
 
 /// Hashes a row of a row type by key, as == is key equality. Throws ZoNullRow for a null row.
 template <std::derived_from<Zorva::BaseRow> Row>
-   requires requires(const Row& row) {
-      { row.hash() } -> std::same_as<std::uint64_t>;
-   }
+requires std::same_as<decltype(std::declval<const Row&>().hash()), std::uint64_t>
 struct std::hash<Row>
 {
    std::size_t operator()(const Row& row) const { return row.hash(); }

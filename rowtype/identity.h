@@ -9,6 +9,18 @@
 
 #include "rowtype/columnTable.h"
 
+namespace Zorva::Internal {
+
+/// Folds an array element into `seed`: the golden-ratio step of boost::hash_combine in 64 bits.
+inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
+{
+   element += 0x9E3779B9;
+   asm("" : "+r"(element)); // no reassociation: it makes the dependency chain through seed five cycles, not four
+   seed ^= (seed << 6) + (seed >> 2) + element;
+}
+
+} // namespace Zorva::Internal
+
 namespace Zorva {
 
 /// Folds `value` into `hash`: one step of the 64-bit variant of MurmurHash2 by Austin Appleby, with an addend.
@@ -22,22 +34,6 @@ namespace Zorva {
    hash *= multiplier;
    return hash + 0xE6546B64;
 }
-
-} // namespace Zorva
-
-namespace Zorva::Internal {
-
-/// Folds an array element into `seed`: the golden-ratio step of boost::hash_combine in 64 bits.
-inline void foldElement(std::uint64_t& seed, std::uint64_t element) noexcept
-{
-   element += 0x9E3779B9;
-   asm("" : "+r"(element)); // compilers would regroup the sum, and the chain through seed take five cycles, not four
-   seed ^= (seed << 6) + (seed >> 2) + element;
-}
-
-} // namespace Zorva::Internal
-
-namespace Zorva {
 
 /// What an array column feeds into a row hash: its elements folded in order, the low 32 bits of the result. 0 for an
 /// empty array.
@@ -53,7 +49,8 @@ namespace Zorva {
 
 namespace Zorva::Internal {
 
-/// What two array columns feed into a row hash. Neither fold waits for the other: together they take the time of one.
+/// What two array columns feed into a row hash. The two dependency chains run in parallel: together they take the time
+/// of one.
 [[nodiscard]] inline std::array<std::uint64_t, 2> arrayColumnHashes(const ArrayReference<std::uint32_t>& a,
                                                                     const ArrayReference<std::uint32_t>& b) noexcept
 {
@@ -102,32 +99,27 @@ std::weak_ordering keyOrder(const BaseRow& a, const BaseRow& b)
                                  : std::weak_ordering::equivalent;
 }
 
-/// Whether the array columns I and I + 1 are hashed together.
-template <const auto& Table, std::size_t I>
-consteval bool beginsArrayPair()
+/// Whether the array columns i and i + 1 are hashed together.
+template <const auto& Table>
+consteval bool beginsArrayPair(std::size_t i)
 {
-   if constexpr (I + 1 < Table.size() && Table.columns[I].type == Type::arrayOfU32 &&
-                 Table.columns[I + 1].type == Type::arrayOfU32) {
-      if constexpr (I > 0)
-         return !beginsArrayPair<Table, I - 1>();
-      return true;
-   }
-   return false;
+   const auto isArray = [](std::size_t column) { return Table.columns[column].type == Type::arrayOfU32; };
+   return i + 1 < Table.size() && isArray(i) && isArray(i + 1) && (i == 0 || !beginsArrayPair<Table>(i - 1));
 }
 
-/// Puts what column I of a row feeds into its content hash at its place in `values`, and the second of a pair of
-/// arrays with the first. The row's checked fixed part is at `fixed`.
+/// Stores what column I of a row feeds into its content hash in values[I]; the first of a pair of arrays also stores
+/// the second one's. The row's checked fixed part is at `fixed`.
 template <const auto& Table, std::size_t I>
 void putHashValue(const BaseRow& row, const unsigned char* fixed, std::array<std::uint64_t, Table.size()>& values)
 {
    constexpr Column column = Table.columns[I];
-   if constexpr (beginsArrayPair<Table, I>()) {
+   if constexpr (beginsArrayPair<Table>(I)) {
       const auto pair = arrayColumnHashes(row.arrayColumn<std::uint32_t>(column.offset),
                                           row.arrayColumn<std::uint32_t>(Table.columns[I + 1].offset));
       values[I] = pair[0];
       values[I + 1] = pair[1];
    } else if constexpr (column.type == Type::arrayOfU32) {
-      if constexpr (I == 0 || !beginsArrayPair<Table, I - 1>())
+      if constexpr (I == 0 || !beginsArrayPair<Table>(I - 1))
          values[I] = arrayColumnHash(row.arrayColumn<std::uint32_t>(column.offset));
    } else if constexpr (column.type == Type::row) {
       values[I] = column.nested->hash(row, column.offset);
@@ -142,7 +134,7 @@ std::uint64_t contentHash(const BaseRow& row)
 {
    const unsigned char* const fixed = row.checkedBytes(0, Table.fixedLength);
    return withColumns<Table>([&](auto... i) {
-      // All values first: a call in mid-chain would cut the chain's overlap with the loads.
+      // All values first: a call between the steps would keep the dependency chain from overlapping with the loads.
       std::array<std::uint64_t, Table.size()> values;
       (putHashValue<Table, i>(row, fixed, values), ...);
       std::uint64_t hash = 0;
@@ -213,7 +205,7 @@ bool contentLess(const BaseRow& a, const BaseRow& b)
       if constexpr (column.type == Type::arrayOfU32) {
          ZoNotSupported::throwException("column less not supported for arrays");
       } else if constexpr (column.type == Type::row) {
-            if (column.nested->equal(a, column.offset, b, column.offset))
+         if (column.nested->equal(a, column.offset, b, column.offset))
             return false;
          less = column.nested->less(a, column.offset, b, column.offset);
          return true;

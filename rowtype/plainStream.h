@@ -1,7 +1,8 @@
-// A stream for texts that a function returns: it formats as a fresh string stream of the classic locale does, whatever
-// the global one is. Making a stream takes longer than writing a row, so each thread keeps one, in thread-local storage:
-// nothing on the heap stays when a text is done, and nothing is to be done at the thread's end. What an operator does to
-// a stream, no other text sees: one that is not byte for byte as it was made is made anew.
+// A stream for texts that a function returns: it formats as a new string stream of the classic locale does, whatever
+// the global one is. Constructing a stream takes longer than writing a row, so each thread keeps one in thread-local
+// storage. It holds no heap memory between two texts, so there is no destructor to run when the thread ends. What an
+// operator changes in a stream does not affect other texts: a stream that is no longer byte for byte as it was
+// constructed is constructed anew.
 #pragma once
 
 #include <cstring>
@@ -15,13 +16,13 @@
 
 namespace Zorva::Internal {
 
-/// Collects text: in place first, in a string once it is longer. Tells the position (tellp) and cannot move it.
+/// Collects text: in a member array first, in a string once it is longer. Supports tellp() and no seeking.
 class TextBuffer final : public std::streambuf
 {
 public:
    TextBuffer() { clear(); }
 
-   /// The text. Throws std::bad_alloc, also when a piece of it has found no memory and the stream has swallowed that.
+   /// The text. Throws std::bad_alloc, also when an earlier allocation failed and the stream swallowed the exception.
    std::string str() const
    {
       if (isIncomplete_)
@@ -70,8 +71,8 @@ private:
    char room_[512];
 };
 
-/// The calling thread's stream, for as long as the object lives. A text that is begun while another one is being written
-/// (an operator that writes a column may render a row in turn) has one of its own.
+/// The calling thread's stream, while the object lives. A text that is begun while another one is being written (an
+/// operator that writes a column may render a row in turn) gets a stream of its own.
 class PlainStream
 {
 public:
@@ -94,7 +95,7 @@ private:
       {
          if (os.getloc() != std::locale::classic())
             os.imbue(std::locale::classic());
-         os.fill(' '); // which would otherwise be set when it is first asked for
+         os.fill(' '); // which is otherwise set at the first use
          std::memcpy(osAsMade, static_cast<const void*>(&os), sizeof os);
       }
 
@@ -106,13 +107,13 @@ private:
       unsigned char osAsMade[sizeof(std::ostream)];
    };
 
-   /// What a thread keeps: a stream that is as it was made, or none. It holds nothing that a destructor would give back.
+   /// What a thread keeps: a stream as it was constructed, or none. It holds nothing that a destructor would release.
    struct Kept
    {
       Stream& begin()
       {
          if (!isMade) [[unlikely]]
-            new (place) Stream;
+            new (storage) Stream;
          isMade = isInUse = true;
          return stream();
       }
@@ -127,11 +128,11 @@ private:
          isInUse = false;
       }
 
-      Stream& stream() { return *std::launder(reinterpret_cast<Stream*>(place)); }
+      Stream& stream() { return *std::launder(reinterpret_cast<Stream*>(storage)); }
 
       bool isMade;
       bool isInUse;
-      alignas(Stream) unsigned char place[sizeof(Stream)];
+      alignas(Stream) unsigned char storage[sizeof(Stream)];
    };
 
    static inline constinit thread_local Kept kept{};

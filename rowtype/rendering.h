@@ -4,10 +4,10 @@
 //   JSON   {"genId":1, "entryHandle":2, "valid":true, ..., "dmac":"02:00:00:00:00:01", ..., "member":[1,2,3]}
 //
 // A row is inserted into a stream piece by piece: what closes the value before, the separator, the name with what
-// follows it, the value; in that stream's formatting, bool and addresses by the row database's own operators. Where a
-// run of names and numbers only has to be stored, its pieces, joined at compile time, go straight into the room that
-// the stream's buffer has, which nobody can tell from inserting them; every run begins with asking. toString() and
-// toJson() insert into a plain stream, whatever the global locale. Rendering only reads the row.
+// follows it, the value; in that stream's formatting, bool and addresses by the row database's own operators. A run of
+// names and numbers, its pieces joined at compile time, goes straight into the stream buffer's put area where that has
+// the same effect (rowstore/putArea.h), which is checked for each run. toString() and toJson() insert into a plain
+// stream, whatever the global locale. Rendering only reads the row.
 #pragma once
 
 #include <algorithm>
@@ -133,21 +133,17 @@ template <const auto& Table, Form form, std::size_t I>
 /// The names and numbers of columns First to Last, with Last's name, or the closing literal, at the end.
 template <const auto& Table, Form form, std::size_t First, std::size_t... I>
 [[gnu::always_inline]] inline void insertRun(std::ostream& os, [[maybe_unused]] const unsigned char* fixed,
-                                              std::index_sequence<I...>)
+                                             std::index_sequence<I...>)
 {
    constexpr std::size_t last = First + sizeof...(I);
    constexpr auto& end = label<Table, form, last>;
    constexpr std::size_t longest =
       (end.text.size() + ... + (label<Table, form, First + I>.text.size() + longestDecimal));
-   const auto copyText = [](char* at, std::string_view text) {
-      if (!text.empty()) // memcpy() takes no null pointer
-         std::memcpy(at, text.data(), text.size());
-      return at + text.size();
-   };
    if (char* at = sizeof...(I) > 0 ? roomForNumbers(os, longest) : roomForText(os, longest)) [[likely]] {
-      ((at = copyText(at, label<Table, form, First + I>.joined()), at = putDecimal(at, numberIn<Table, First + I>(fixed))),
+      ((at = copyText(at, label<Table, form, First + I>.joined()),
+        at = putDecimal(at, numberIn<Table, First + I>(fixed))),
        ...);
-      placeIs(os, copyText(at, end.joined()));
+      textEndIs(os, copyText(at, end.joined()));
    } else {
       ((label<Table, form, First + I>.insert(os), os << numberIn<Table, First + I>(fixed)), ...);
       end.insert(os);
@@ -174,15 +170,6 @@ void insertRow(std::ostream& os, const BaseRow& row)
    insertColumns<Table, form>(os, row, row.checkedBytes(0, Table.fixedLength));
 }
 
-/// Either form of a row that has a buffer.
-template <const auto& Table, Form form>
-std::string rendered(const BaseRow& row)
-{
-   PlainStream stream;
-   insertRow<Table, form>(stream.os(), row);
-   return stream.buffer().str();
-}
-
 /// Writes the text form of a row of Table's type into `os`, in that stream's formatting, as insertRow() does.
 template <const auto& Table>
 std::ostream& writeText(std::ostream& os, const BaseRow& row)
@@ -190,7 +177,7 @@ std::ostream& writeText(std::ostream& os, const BaseRow& row)
    if (row.isNull())
       os << nullRowText;
    else
-      Internal::insertRow<Table, Form::text>(os, row);
+      insertRow<Table, Form::text>(os, row);
    return os;
 }
 
@@ -198,14 +185,18 @@ std::ostream& writeText(std::ostream& os, const BaseRow& row)
 template <const auto& Table>
 std::string rowText(const BaseRow& row)
 {
-   return row.isNull() ? std::string(nullRowText) : Internal::rendered<Table, Form::text>(row);
+   PlainStream stream;
+   writeText<Table>(stream.os(), row);
+   return stream.buffer().str();
 }
 
 /// The JSON form. Throws ZoNullRow for a null row, and as rowText().
 template <const auto& Table>
 std::string rowJson(const BaseRow& row)
 {
-   return Internal::rendered<Table, Form::json>(row);
+   PlainStream stream;
+   insertRow<Table, Form::json>(stream.os(), row);
+   return stream.buffer().str();
 }
 
 } // namespace Zorva::Internal

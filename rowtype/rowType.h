@@ -36,8 +36,4 @@ struct Exactly
    }
 };
 
-/// The type of the key column's values.
-template <const auto& Table>
-using KeyOf = ValueOf<Table.keyColumn().type>;
-
 } // namespace Zorva::Internal

@@ -1,6 +1,6 @@
 // verifyRow: whether bytes from outside (a file, a socket, a core dump) are a row of a type, and if not, why and where.
 //
-// Only reads the bytes, in time linear in their number. What means nothing is not looked at: the offset and array bit
+// Only reads the bytes, in time linear in their number. What has no meaning is ignored: the offset and array bit
 // of an empty slot, the upper four bits of an array header, bytes of the variable data area that no slot names.
 // adoptRow then makes a row of them: type ids are assigned per process, so those in foreign bytes say nothing, and the
 // caller names the type.
@@ -200,15 +200,20 @@ inline void adoptNestedRows(const BaseRow& row, std::span<const Column> columns)
    }
 }
 
+/// Throws ZoBadCast, naming fault and offset, for bytes that are no row of the type `typeName`.
+inline void requireSound(const RowCheck& check, const std::string& typeName)
+{
+   if (!check.ok())
+      ZoBadCast::throwException("bytes are no " + typeName + ": " + std::string(text(check.fault)) + " at offset " +
+                                std::to_string(check.offset));
+}
+
 /// A row of type Row over a copy of `bytes`, with this process's type ids. Throws ZoBadCast, naming fault and offset,
 /// when verifyRow finds one; ZoNullRow when the registry does not know a type; as BaseRow::copyOf.
 template <class Row>
 Row adoptRow(std::span<const unsigned char> bytes)
 {
-   const RowCheck check = verifyRow<Row>(bytes);
-   if (!check.ok())
-      ZoBadCast::throwException("bytes are no " + Row::rowTypeName() + ": " + std::string(text(check.fault)) +
-                                " at offset " + std::to_string(check.offset));
+   requireSound(verifyRow<Row>(bytes), Row::rowTypeName());
    BaseRow row = BaseRow::copyOf(bytes);
    row.rowTypeIs(Row::protRowType());
    adoptNestedRows(row, Row::columns_.columns);

@@ -109,6 +109,7 @@ TEST(BaseRow, ColumnsOrderByValueAndHashWidened)
    expectOrder<unsigned short>(255, 65535);
    expectOrder<unsigned long>(1, 1ul << 63);
    expectOrder<int>(-1, 1);
+   expectOrder<long>(-1, 1);
    expectOrder<bool>(false, true);
    expectOrder<EthAddr>({0, 0, 0, 0, 0, 2}, {0, 0, 0, 0, 1, 0});
    expectOrder<EthAddr>({0, 255, 255, 255, 255, 255}, {1, 0, 0, 0, 0, 0});

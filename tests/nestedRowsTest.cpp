@@ -1,7 +1,10 @@
-// Columns that hold a whole row: views, presence, and rows of the wrong type.
+// Columns that hold a whole row: views, presence, rows of the wrong type, and rows within rows within rows.
+#include "rowtype/describe.h"
+#include "rowtype/verify.h"
 #include "tests/support/rows.h"
 
 using namespace Test;
+using Zorva::RowCheck, Zorva::RowFault;
 
 constexpr len_t hopSlot = 45, groupSlot = 49;
 const std::string parentBytes = "94 00 03 00 | 00*41 | 35 00 34 00 69 00 2b 00 | "
@@ -78,7 +81,7 @@ struct Link : BaseRow
 };
 constinit const Zorva::NestedType linkType = Zorva::nestedType<Link>;
 
-TEST(NestedRows, OperationsGo16Deep)
+TEST(NestedRows, OperationsAndVerificationGo16Deep)
 {
    const std::string tooDeep = "Zorva::ZoOutOfRange: rows nested deeper than 16";
    const Link loop(rowOf("0a 00 04 00 | 00 00 0a 00 | 07 00")); // within itself
@@ -93,9 +96,12 @@ TEST(NestedRows, OperationsGo16Deep)
       const std::string last = std::to_string(id);
       text = "{next = " + text + ", id = " + last + '}', json = "{\"next\":" + json + ", \"id\":" + last + '}';
       const Link row(BaseRow::copyOf(bytes));
-      EXPECT_EQ(failureOf([&] { EXPECT_EQ('{' + row.toString() + '}', text); }), id <= 16 ? "none" : tooDeep);
-      EXPECT_EQ(failureOf([&] { EXPECT_EQ(row.toJson(), json); }), id <= 16 ? "none" : tooDeep);
-      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowEqual(row)); }), id <= 16 ? "none" : tooDeep); // none within the last
-      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowLess(row)); }), id <= 16 ? "none" : tooDeep);
+      const std::string end = id <= 16 ? "none" : tooDeep;
+      EXPECT_EQ(failureOf([&] { EXPECT_EQ('{' + row.toString() + '}', text); }), end);
+      EXPECT_EQ(failureOf([&] { EXPECT_EQ(row.toJson(), json); }), end);
+      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowEqual(row)); }), end); // none within the last
+      EXPECT_EQ(failureOf([&] { EXPECT_FALSE(row.rowLess(row)); }), end);
+      EXPECT_EQ(Zorva::verifyRow<Link>(bytes), id <= 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * 10}));
+      EXPECT_EQ(Zorva::describeRow<Link>(row).find("| no row\n") != text.npos, id > 16);
    }
 }

@@ -1,11 +1,7 @@
 // rtnetlink messages as the kernel makes them, made up where this machine's does not: tests/netlink/*.txt hold messages
 // (">" and bytes as bytesOf() takes them, on as many lines as it takes) and, behind each ".", the notes ("!") and
-// changes
-// ("=") that those before it make.
-#include <gtest/gtest.h>
-
+// changes ("=") that those before it make.
 #include <filesystem>
-#include <fstream>
 
 #include "tests/support/netlink.h"
 #include "tests/support/rows.h"
@@ -18,19 +14,15 @@ TEST(Netlink, MessagesMakeTheNotesAndChangesThatStandBehindThem)
    for (const auto& file : std::filesystem::directory_iterator(folder)) {
       if (file.path().extension() != ".txt")
          continue;
-      std::ifstream lines(file.path());
-      std::string text;
-      std::string transcript;
+      std::string text, transcript, hex;
       Followed kernel;
-      std::string hex;
-      for (std::string line; std::getline(lines, line); text += line + '\n') {
+      for (const std::string& line : linesOf(file.path())) {
+         text += line + '\n';
          if (line.starts_with("= ") || line.starts_with("! "))
             continue;
          transcript += line + '\n';
-         if ((line.starts_with('>') || line.starts_with('.')) && !hex.empty()) {
-            kernel.apply(bytesOf(hex));
-            hex.clear();
-         }
+         if ((line.starts_with('>') || line.starts_with('.')) && !hex.empty())
+            kernel.apply(bytesOf(std::exchange(hex, "")));
          if (line.starts_with("> ") || line.starts_with("  "))
             hex += line.substr(1);
          if (line.starts_with('.'))

@@ -22,27 +22,9 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       EXPECT_EQ(failureOf([&] { Zorva::Internal::adoptRow<TestRow>(bytes); }),
                 check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Test::TestRow: " + verdict);
    }
-   EXPECT_EQ(std::popcount(found), 14); // two more are to come
+   EXPECT_EQ(std::popcount(found), 14); // the type id is tested below, the depth in nestedRowsTest.cpp
    EXPECT_EQ(Zorva::verifyRow<NexthopInfoRow>(hop, len_t{9}), RowCheck());
    EXPECT_EQ(Zorva::verifyRow<NexthopInfoRow>(hop, len_t{1}), (RowCheck{RowFault::otherType, 2}));
-}
-
-TEST(Verify, RowsMayBeNested16Deep)
-{
-   struct Recursive : Zorva::NestedType
-   {
-      Recursive() : NestedType{{&column_, 1}, 8, {}, {}, {}, {}, {}, {}} {}
-      const Zorva::Column column_{"inner", Type::row, {}, this, 4};
-   } static const type;
-   for (const std::size_t depth : {16u, 17u}) {
-      Bytes bytes; // each row a header and the slot of the next one
-      for (std::size_t row = 0; row <= depth; ++row) {
-         const auto behind = static_cast<unsigned char>(8 * (depth - row));
-         bytes.insert(bytes.end(), {static_cast<unsigned char>(behind + 8), 0, 0, 0, 8, 0, behind, 0});
-      }
-      EXPECT_EQ(Zorva::Internal::checkRow({type.columns, bytes, 0, 0}, bytes.size()),
-                depth == 16 ? RowCheck() : (RowCheck{RowFault::nestedTooDeep, 17 * sizeof(std::uint64_t)}));
-   }
 }
 
 TEST(Verify, AdoptedRowsCarryThisProcessesTypeIds)

@@ -1,4 +1,4 @@
-// Debug assertions of the base utility library: a text, the place that raised it, and a handler that decides what
+// Debug assertions of the base utility library: a text, its source location, and a handler that decides what
 // happens. Only declared here; the utility library defines the functions. Any thread may raise one.
 #pragma once
 

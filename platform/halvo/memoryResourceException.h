@@ -8,7 +8,7 @@
 
 namespace Halvo {
 
-/// A heap block could not be had. The message names the allocator and the requested length in bytes.
+/// A heap block could not be allocated. The message names the allocator and the requested length in bytes.
 class ZORVA_EXPORT MemoryResourceException : public std::runtime_error
 {
 public:

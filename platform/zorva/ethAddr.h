@@ -23,7 +23,8 @@ public:
    {
    }
 
-   /// The address that `text` is, "02:00:00:00:00:01" with hexadecimal digits of either case; nothing for any other text.
+   /// The address that `text` is, "02:00:00:00:00:01" with hexadecimal digits of either case; nothing for any other
+   /// text.
    static constexpr std::optional<EthAddr> parse(std::string_view text) noexcept
    {
       EthAddr address;

@@ -13,6 +13,8 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <list>
 #include <map>
 #include <thread>
 
@@ -23,41 +25,44 @@ namespace Test {
 using namespace std::chrono_literals;
 using Zorva::Exchange::Connection, Zorva::Exchange::Reply, Zorva::Exchange::ServerAddress, Zorva::Exchange::textOf;
 
-inline ServerAddress unixAddress(const std::string& path) { return ServerAddress::parse("redis+unix://" + path); }
-
-class TemporaryFolder
+/// Whether the condition comes true in time, which asking for it may further.
+inline bool eventually(const std::function<bool()>& condition)
 {
-public:
-   TemporaryFolder() : path_(mkdtemp(std::string("/tmp/exchangeXXXXXX").data())) {}
-   TemporaryFolder(const TemporaryFolder&) = delete;
-   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-   std::filesystem::path path_;
-};
+   const auto until = Zorva::Exchange::Clock::now() + 20s;
+   while (!condition())
+      if (Zorva::Exchange::Clock::now() > until)
+         return false;
+   return true;
+}
+
+inline std::filesystem::path newFolder() { return mkdtemp(std::string("/tmp/exchangeXXXXXX").data()); }
+inline ServerAddress unixAddress(const std::string& path) { return ServerAddress::parse("redis+unix://" + path); }
 
 class Server
 {
 public:
    explicit Server(const char* log = "no") : log_(log) { start(); }
-   ~Server() { kill(); }
+   ~Server() { kill(), std::filesystem::remove_all(folder_); }
 
-   ServerAddress address() const { return unixAddress(folder_.path_ / "socket"); }
-   std::filesystem::path file(const char* name) const { return folder_.path_ / name; }
+   ServerAddress address() const { return unixAddress(file("socket")); }
+   std::filesystem::path file(const char* name) const { return folder_ / name; }
 
    void start()
    {
       const std::string command =
-         "cd " + folder_.path_.string() +
+         "cd " + folder_.string() +
          "; exec redis-server --port 0 --unixsocket socket --save '' --logfile log --appendonly " + log_;
       const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
       posix_spawnp(&pid_, "sh", nullptr, nullptr, const_cast<char**>(arguments), environ);
-      for (const auto until = Zorva::Exchange::Clock::now() + 20s;;)
+      const auto isUp = [&] {
          try {
-            return void(run("DBSIZE"));
+            return run("DBSIZE")->integer >= 0;
          } catch (const Zorva::Exchange::ServerTrouble&) { // not yet there, or still loading
-            if (Zorva::Exchange::Clock::now() > until)
-               throw;
-            std::this_thread::sleep_for(2ms);
+            return std::this_thread::sleep_for(2ms), false;
          }
+      };
+      if (!eventually(isUp))
+         throw std::runtime_error("redis-server does not answer");
    }
    void signal(int number) const { ::kill(pid_, number); }
    void kill()
@@ -85,7 +90,7 @@ public:
    }
 
 private:
-   TemporaryFolder folder_;
+   const std::filesystem::path folder_ = newFolder();
    const char* log_;
    pid_t pid_ = 0;
 };
@@ -93,13 +98,10 @@ private:
 class Relay
 {
 public:
-   explicit Relay(const ServerAddress& server) : server_(server), listening_(socketAt(folder_.path_ / "socket", &bind))
-   {
-      listen(listening_.fd(), 64);
-   }
-   ~Relay() { isEnding_ = true; }
+   explicit Relay(const ServerAddress& server) : server_(server) { listen(listening_.fd(), 64); }
+   ~Relay() { isEnding_ = true, std::filesystem::remove_all(folder_); }
 
-   ServerAddress address() const { return unixAddress(folder_.path_ / "socket"); }
+   ServerAddress address() const { return unixAddress(folder_ / "socket"); }
 
    std::atomic<long> cutAfter_[2] = {-1, -1};         ///< bytes to the server, and from it; negative for no cut
    std::atomic<const std::string*> answer_ = nullptr; ///< in place of the server's answers, once a connection
@@ -149,22 +151,19 @@ private:
 
    void run()
    {
-      std::vector<Pair> pairs;
+      std::list<Pair> pairs;
       while (!isEnding_) {
          std::vector<pollfd> polled{{listening_.fd(), POLLIN, 0}};
          for (const Pair& pair : pairs)
             polled.insert(polled.end(), {{pair.client.fd(), POLLIN, 0}, {pair.server.fd(), POLLIN, 0}});
          poll(polled.data(), polled.size(), 5);
-         std::vector<Pair> kept;
-         for (std::size_t i = 0; i < pairs.size(); ++i) {
-            const bool toServer = polled[2 * i + 1].revents != 0, toClient = polled[2 * i + 2].revents != 0;
-            if (answer_ != nullptr && pairs[i].server.fd() >= 0)
-               continue;
-            if ((!toServer || pass(pairs[i].client, pairs[i].server, cutAfter_[0])) &&
-                (!toClient || pass(pairs[i].server, pairs[i].client, cutAfter_[1])))
-               kept.push_back(std::move(pairs[i]));
-         }
-         pairs.swap(kept);
+         auto at = polled.cbegin();
+         std::erase_if(pairs, [&](const Pair& pair) {
+            const bool toServer = (++at)->revents != 0, toClient = (++at)->revents != 0;
+            return (answer_ != nullptr && pair.server.fd() >= 0) ||
+                   (toServer && !pass(pair.client, pair.server, cutAfter_[0])) ||
+                   (toClient && !pass(pair.server, pair.client, cutAfter_[1]));
+         });
          if (polled[0].revents != 0) {
             Socket client(accept(listening_.fd(), nullptr, nullptr));
             if (answer_ != nullptr)
@@ -174,9 +173,9 @@ private:
       }
    }
 
-   TemporaryFolder folder_;
+   const std::filesystem::path folder_ = newFolder();
    ServerAddress server_;
-   Socket listening_;
+   Socket listening_ = socketAt(folder_ / "socket", &bind);
    std::atomic<bool> isEnding_ = false;
    std::jthread thread_{[this] { run(); }};
 };

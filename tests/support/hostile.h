@@ -22,19 +22,6 @@ inline std::string_view heldBytes(const Exposed<BaseRow>& row)
 inline unsigned turns = 1, turn = 0;
 inline bool isDue() { return ++turn % turns == 0; }
 
-/// The row type's own readers of its fixed columns, which lead its table.
-template <class R>
-inline constexpr auto readers = tuple(&R::genId, &R::entryHandle, &R::valid, &R::entryId, &R::id);
-template <>
-inline constexpr auto readers<TestRow> = tuple(&TestRow::flag, &TestRow::mac, &TestRow::port, &TestRow::delta, &TestRow::id,
-                                        &TestRow::stamp);
-template <>
-inline constexpr auto readers<NexthopInfoRow> = tuple(&NexthopInfoRow::genId, &NexthopInfoRow::entryHandle,
-                                               &NexthopInfoRow::valid, &NexthopInfoRow::entryId, &NexthopInfoRow::id,
-                                               &NexthopInfoRow::portId, &NexthopInfoRow::dmac, &NexthopInfoRow::smac,
-                                               &NexthopInfoRow::drop, &NexthopInfoRow::encapType,
-                                               &NexthopInfoRow::encapId);
-
 template <class Row>
 void useRow(const Exposed<Row>& row, bool sound)
 {
@@ -96,12 +83,12 @@ void useRow(const Exposed<Row>& row, bool sound)
          if (!view.isNull() && isDue())
             useRow(view, sound);
       } else {
-         // The type's own reader gives the column's bytes, and refuses those outside the buffer, no others.
+         // A typed reader gives the column's bytes, and refuses those outside the buffer, no others.
          const std::size_t begin = std::size_t{row.rowOffset_} + at, length = row.rowBuf_->length();
          const bool isInside = begin + column.width() <= length;
          const Value stored = isInside ? Zorva::Internal::load<Value>(row.header() + at) : Value();
          Value value{};
-         const std::string end = failureOf([&] { value = (row.*std::get<index>(readers<Row>))(); });
+         const std::string end = failureOf([&] { value = row.template readColumn<Value>(at, Row::baseRowLength_); });
          if (value != stored || !end.starts_with(isInside ? "none" : "Zorva::ZoOutOfRange: row bytes at offset "))
             throw std::logic_error(std::string(column.name) + " read with " + end);
          change([](auto& changed) { changed.template setColumn<Value>(at, Value(), Row::baseRowLength_); });

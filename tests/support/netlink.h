@@ -18,23 +18,22 @@ public:
    /// What is behind the last whole message is left out.
    void apply(const std::vector<unsigned char>& datagram)
    {
-      forEachMessage(datagram, [&](const nlmsghdr& message) {
-         applyMessage(message, "kernel", state_, notes_);
-         applyMessage(message, "kernel", eager_, silent_);
-      });
-      eagerKeeper_.settle(eager_, 1, [](const auto&) {});
+      for (Kernel* const kernel : {&lazy_, &eager_})
+         forEachMessage(
+            datagram, [&](const nlmsghdr& message) { applyMessage(message, "kernel", kernel->state, kernel->notes); });
+      eager_.keeper.settle(eager_.state, 1, [](const auto&) {});
    }
 
    /// Notes and changes since the last call, a line each.
    std::string takeText()
    {
       std::string changes;
-      keeper_.settle(state_, 1, [&](const auto& change) { changes += "= " + changeText(change) + '\n'; });
+      lazy_.keeper.settle(lazy_.state, 1, [&](const auto& change) { changes += "= " + changeText(change) + '\n'; });
       std::string text;
-      std::istringstream notes(out_.str());
+      std::istringstream notes(lazy_.out.str());
       for (std::string note; std::getline(notes, note);)
          text += "! " + note.substr(note.find(": ") + 2) + '\n'; // without the program's name
-      out_.str("");
+      lazy_.out.str("");
       return text + changes;
    }
 
@@ -47,20 +46,20 @@ public:
          for (const auto& change : changesBetween<Row>(eager, table))
             text += changeText(change) + '\n';
       };
-      compare(eagerKeeper_.tables().nexthops, keeper_.tables().nexthops, static_cast<NexthopInfoRow*>(nullptr));
-      compare(eagerKeeper_.tables().groups, keeper_.tables().groups, static_cast<EcmpMemberListRow*>(nullptr));
+      const auto &eager = eager_.keeper.tables(), &lazy = lazy_.keeper.tables();
+      compare(eager.nexthops, lazy.nexthops, static_cast<NexthopInfoRow*>(nullptr));
+      compare(eager.groups, lazy.groups, static_cast<EcmpMemberListRow*>(nullptr));
       return text;
    }
 
 private:
-   std::ostringstream out_;
-   Notes notes_{out_, Notes::Repeats::no};
-   std::ostringstream nowhere_;
-   Notes silent_{nowhere_};
-   KernelState state_;
-   KernelState eager_;
-   RowKeeper keeper_{"kernel", notes_};
-   RowKeeper eagerKeeper_{"kernel", silent_};
+   struct Kernel
+   {
+      std::ostringstream out;
+      Notes notes{out, Notes::Repeats::no};
+      KernelState state;
+      RowKeeper keeper{"kernel", notes};
+   } lazy_, eager_;
 };
 
 } // namespace Test

@@ -39,7 +39,7 @@ public:
    Exposed(const BaseRow& row) : Row(row) {}
 
    using Row::compactVariableData, Row::readOnly_, Row::rowBuf_, Row::rowOffset_, Row::subRow_;
-   using Row::makeFreeSpace, Row::slotAt, Row::updateFixElemArray, Row::updateVCT, Row::header;
+   using Row::header, Row::makeFreeSpace, Row::readColumn, Row::slotAt, Row::updateFixElemArray, Row::updateVCT;
 };
 
 /// The bytes that the text lists, -1 for any.

@@ -14,7 +14,7 @@ inline constexpr auto testColumns = Zorva::layOut({
    {"port", Type::u16},
    {"delta", Type::i32},
    {"id", Type::u32, Zorva::key},
-   {"stamp", Type::u64},
+   {"stamp", Type::i64},
    {"first", Type::arrayOfU32},
    {"second", Type::arrayOfU32},
    {"third", Type::arrayOfU32},
@@ -31,26 +31,11 @@ public:
 #define ZORVA_ROW TestRow
 #include "rowtype/rowMembers.inc"
 
-   bool flag() const { return get<"flag">(); }
-   EthAddr mac() const { return get<"mac">(); }
-   std::uint16_t port() const { return get<"port">(); }
-   std::int32_t delta() const { return get<"delta">(); }
-   std::uint32_t id() const { return get<"id">(); }
-   std::uint64_t stamp() const { return get<"stamp">(); }
    Array first() const { return get<"first">(); }
    TestRow& firstIs(const std::vector<std::uint32_t>& v) { return set<"first">(v); }
 };
 
-class TestRowRowOps_KEY : public Zorva::RowOpsBase
-{
 #define ZORVA_ROW TestRow
-#include "rowtype/keyOpsMembers.inc"
-};
-
-class TestRowRowOpsGenerator final : public Zorva::RowOpsGenerator
-{
-#define ZORVA_ROW TestRow
-#include "rowtype/generatorMembers.inc"
-};
+#include "rowtype/rowOpsClasses.inc"
 
 } // namespace Test
