@@ -34,7 +34,7 @@ bool Following::await(std::initializer_list<int> files, Clock::time_point until)
    }
    poll(polled.data(), polled.size(), timeout);
    timeIsNow();
-   if ((polled[1].revents & POLLERR) != 0)
+   if ((polled[1].revents & (POLLERR | POLLHUP)) != 0) // of a pipe, and of sockets and terminals
       throw BadInput("cannot write to standard output");
    return polled[0].revents == 0;
 }
