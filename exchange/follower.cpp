@@ -1,7 +1,6 @@
 #include "exchange/follower.h"
 
 #include <algorithm>
-#include <ranges>
 #include <vector>
 
 #include "exchange/feed.h"
@@ -174,8 +173,11 @@ struct FeedFollower::Impl
       const auto askFor = [&](std::span<const Key> some) {
          if (some.empty())
             return;
-         const auto fieldOf = [&](Key key) { return table_.keyText(key); };
-         server.addFields("HMGET", keys_.rows, some | std::views::transform(fieldOf));
+         server.begin(2 + some.size());
+         server.word("HMGET");
+         server.word(keys_.rows);
+         for (const Key key : some)
+            server.word(table_.keyText(key));
          server.flush();
       };
       const auto first = [](std::span<const Key> some) { return some.first(std::min(portion, some.size())); };

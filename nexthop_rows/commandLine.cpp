@@ -112,7 +112,8 @@ Examples:
   nexthop-rows diff OLD --live
   nexthop-rows diff feed:leaf1 feed:leaf2 --from redis://server)";
 
-constexpr const char* checkText = R"(Says how many rows there are, and notes faulty ones.
+constexpr const char* checkText = R"(Says how many rows are sound, and of each other one at which byte and why.
+Goes on behind a faulty row as long as it can tell where the next one begins.
 
 Examples:
   nexthop-rows check --file FILE)";

@@ -4,17 +4,20 @@
 // that cannot be read at all is BadInput.
 #pragma once
 
+#include <istream>
+#include <memory>
+
 #include "nexthop_rows/jsonReader.h"
 #include "nexthop_rows/kernelState.h"
 #include "nexthop_rows/notes.h"
 
 namespace NexthopRows {
 
-/// One text and its name, for messages.
+/// A stream of bytes, read once, and its name, for messages.
 struct Source
 {
    std::string name;
-   std::string text;
+   std::unique_ptr<std::istream> in;
 };
 
 /// The three dumps that belong together.
@@ -25,14 +28,14 @@ struct Recording
    Source link;    ///< ip -j -d link
 };
 
-/// Reads a whole file. Throws BadInput when that fails.
-Source readFile(const std::string& path);
+/// Opens a file. Throws BadInput when that fails.
+Source openFile(const std::string& path);
 
-/// Reads FOLDER/nexthop.json, neigh.json and link.json. Throws BadInput for a file that cannot be read.
+/// Opens FOLDER/nexthop.json, neigh.json and link.json. Throws BadInput for a file that cannot be opened.
 Recording readFolder(const std::string& folder);
 
-/// What the recording tells. FDB objects are skipped with a note, bad ones refused. Throws BadInput when a text is not
-/// a JSON array.
+/// What the recording tells; reads its streams to their ends. FDB objects are skipped with a note, bad ones refused.
+/// Throws BadInput when a stream cannot be read or is not a JSON array.
 KernelState stateOf(const Recording& recording, Notes& notes);
 
 } // namespace NexthopRows

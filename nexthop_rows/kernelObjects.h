@@ -102,8 +102,17 @@ struct Group
    std::vector<Member> members;
 };
 
-/// A device's name as it may be shown. The kernel takes any bytes; those that are not printable ASCII, and backslashes,
-/// become \xNN.
+/// How much of a text from outside a message shows: the longest name of a device, whatever its bytes are.
+inline constexpr std::size_t mostShown = 60;
+
+/// A text from outside as it may be shown: whatever it holds, it stays within its line, and short. Bytes that are not
+/// printable ASCII, and backslashes, become \xNN; what is longer than mostShown then is cut, and "..." put behind it.
+std::string shown(std::string_view text);
+
+/// A message as it may be shown, which quotes what the user named: with control characters as \xNN, and whole.
+std::string shownLine(std::string_view message);
+
+/// The same as shown() of a name, in which spaces become \x20.
 std::string shownName(std::string_view name);
 
 /// The address as it is written; empty for none.

@@ -3,6 +3,7 @@
 //
 // What was asked for goes to standard output, messages to standard error. commandLine.cpp says what all of it means,
 // exit statuses included.
+#include <csignal>
 #include <fcntl.h>
 #include <iostream>
 #include <string_view>
@@ -57,6 +58,7 @@ void openStandardFiles()
 int main(int argc, char** argv)
 {
    openStandardFiles();
+   std::signal(SIGXFSZ, SIG_IGN); // a file that may not become so long is an error like others
    Status status = Status::bad;
    try {
       status = run(argc, argv);
@@ -66,7 +68,7 @@ int main(int argc, char** argv)
       status = Status::done;
    } catch (const std::exception& error) {
       status = Status::bad;
-      std::cerr << programName << withoutPasswords(error.what()) << '\n';
+      std::cerr << programName << shownLine(withoutPasswords(error.what())) << '\n';
    }
    return static_cast<int>(status);
 }

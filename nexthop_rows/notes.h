@@ -6,6 +6,8 @@
 #include <string>
 #include <unordered_map>
 
+#include "nexthop_rows/kernelObjects.h"
+
 namespace NexthopRows {
 
 /// What every message to the user begins with.
@@ -47,7 +49,7 @@ public:
    /// What became of a source.
    void told(const std::string& source, const std::string& what)
    {
-      out_ << programName << source << ": " << what << std::endl;
+      out_ << programName << shownLine(source + ": " + what) << std::endl;
    }
 
    /// Nothing is amiss with the object any more, or it is gone: its next note is written whatever the last one was.
@@ -75,7 +77,7 @@ private:
             return;
          last = text;
       }
-      out_ << programName << object << text << '\n';
+      out_ << programName + shownLine(object + text) + '\n'; // at once: standard error is not buffered
    }
 
    std::ostream& out_;

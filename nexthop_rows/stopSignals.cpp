@@ -33,4 +33,27 @@ StopSignals::~StopSignals()
    sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
+HeldSignals::HeldSignals()
+{
+   sigemptyset(&held_);
+   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+      struct sigaction action = {};
+      sigaction(signal, nullptr, &action);
+      if (action.sa_handler != SIG_IGN)
+         sigaddset(&held_, signal);
+   }
+   sigprocmask(SIG_BLOCK, &held_, &before_);
+}
+
+HeldSignals::~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+bool HeldSignals::hasCome() const
+{
+   sigset_t waiting;
+   sigset_t common;
+   sigpending(&waiting);
+   sigandset(&common, &waiting, &held_);
+   return sigisemptyset(&common) == 0;
+}
+
 } // namespace NexthopRows

@@ -34,4 +34,22 @@ private:
    int fd_;
 };
 
+/// Holds the same signals back as long as it lives, but for those that are ignored; then they come. For what must not
+/// be left half done.
+class HeldSignals
+{
+public:
+   HeldSignals();
+   HeldSignals(const HeldSignals&) = delete;
+   HeldSignals& operator=(const HeldSignals&) = delete;
+   ~HeldSignals();
+
+   /// Whether one waits: what is done should end.
+   bool hasCome() const;
+
+private:
+   sigset_t held_{};
+   sigset_t before_{};
+};
+
 } // namespace NexthopRows

@@ -1,6 +1,7 @@
 #include "nexthop_rows/subcommands.h"
 
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <unistd.h>
@@ -13,7 +14,6 @@
 #include "nexthop_rows/terminal.h"
 #include "nexthop_rows/watch.h"
 #include "rowtype/describe.h"
-#include "rowtype/verify.h"
 
 namespace NexthopRows {
 
@@ -113,21 +113,15 @@ OrderedJson toJson(const Sums& sums)
    return {{"inserted", sums.inserted}, {"removed", sums.removed}, {"replaced", sums.changed}};
 }
 
-/// Verifies the bytes of every row of the table and notes the faulty ones. Returns how many they are.
-template <class Row>
-std::size_t checkRows(const Table& table, Notes& notes)
+/// The file of rows to check: the one named, or what save would write.
+Source rowsToCheck(const Options& options, Notes& notes)
 {
-   std::size_t faults = 0;
-   for (const Zorva::BaseRow& row : table) {
-      const Zorva::RowCheck check = Zorva::verifyRow<Row>(row.bytes(), Row::protRowType());
-      if (check.ok())
-         continue;
-      ++faults;
-      const auto id = row.readColumn<std::uint32_t>(Row::columns_.keyColumn().offset);
-      notes.faulty(std::string(kindOf<Row>) + ' ' + std::to_string(id),
-                   std::string(Zorva::text(check.fault)) + " at offset " + std::to_string(check.offset));
-   }
-   return faults;
+   if (const auto* const file = options.from ? std::get_if<SavedFile>(&*options.from) : nullptr)
+      return openRows(file->path);
+   const Imported imported = importFrom(options.from, 1, notes);
+   auto rows = std::make_unique<std::stringstream>();
+   writeRows(imported.tables, [&](std::string_view text) { *rows << text; });
+   return {text(*options.from), std::move(rows)};
 }
 
 /// The kernel that is to be followed. Throws BadInput where none is named.
@@ -196,15 +190,32 @@ Result dump(const Options& options, Notes& notes)
 
 Result check(const Options& options, Notes& notes)
 {
-   Result result = import(options, notes);
-   const Progress progress("verifying rows");
-   const std::size_t faults = checkRows<NexthopInfoRow>(result.tables.nexthops, notes) +
-                              checkRows<EcmpMemberListRow>(result.tables.groups, notes);
-   if (options.isJson)
-      std::cout << OrderedJson{{"type", "check"}, {"rows", result.tables.size()}, {"faulty", faults}} << '\n';
-   else if (faults == 0)
-      std::cout << result.tables.size() << " rows verified\n";
-   return result;
+   const Source file = rowsToCheck(options, notes);
+   Tables tables;
+   std::size_t faults = 0;
+   const auto read = [&] {
+      const Progress progress("verifying rows");
+      readRows(file, tables, [&](std::size_t at, const std::string& reason) {
+         ++faults;
+         notes.faulty(file.name + ": row at byte " + std::to_string(at), reason);
+      });
+   };
+   const auto printCounts = [&] {
+      if (options.isJson)
+         std::cout << OrderedJson{{"type", "check"}, {"rows", tables.size()}, {"faulty", faults}} << '\n';
+      else
+         std::cout << tables.size() << " rows verified"
+                   << (faults != 0 ? ", " + std::to_string(faults) + " faulty\n" : "\n");
+   };
+   try {
+      read();
+   } catch (const BadInput&) {
+      if (tables.size() + faults != 0) // before the place where it is lost
+         printCounts();
+      throw;
+   }
+   printCounts();
+   return {std::move(tables), Status::done, false};
 }
 
 Result diff(const Options& options, Notes& notes)

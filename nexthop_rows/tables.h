@@ -23,7 +23,6 @@ struct Tables
    std::size_t size() const { return nexthops.size() + groups.size(); }
 };
 
-
 /// The table's rows in the order of their filing.
 template <class Row>
 std::vector<Row> rowsAsFiled(const Table& table)

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "nexthop_rows/notes.h"
+#include "nexthop_rows/stopSignals.h"
 
 namespace NexthopRows {
 
@@ -32,6 +33,7 @@ Progress::Progress(std::string what) : what_(std::move(what))
    if (!isScreen(STDERR_FILENO))
       return;
    errors_ = std::cerr.rdbuf(this);
+   const HeldSignals held; // they are for the thread that works, which may hold them back
    thread_ = std::thread([this] { run(); });
 }
 

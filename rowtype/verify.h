@@ -201,11 +201,11 @@ inline void adoptNestedRows(const BaseRow& row, std::span<const Column> columns)
 }
 
 /// Throws ZoBadCast, naming fault and offset, for bytes that are no row of the type `typeName`.
-inline void requireSound(const RowCheck& check, const std::string& typeName)
+inline void requireSound(const RowCheck& check, std::string_view typeName)
 {
    if (!check.ok())
-      ZoBadCast::throwException("bytes are no " + typeName + ": " + std::string(text(check.fault)) + " at offset " +
-                                std::to_string(check.offset));
+      ZoBadCast::throwException("bytes are no " + std::string(typeName) + ": " + std::string(text(check.fault)) +
+                                " at offset " + std::to_string(check.offset));
 }
 
 /// A row of type Row over a copy of `bytes`, with this process's type ids. Throws ZoBadCast, naming fault and offset,
@@ -213,7 +213,7 @@ inline void requireSound(const RowCheck& check, const std::string& typeName)
 template <class Row>
 Row adoptRow(std::span<const unsigned char> bytes)
 {
-   requireSound(verifyRow<Row>(bytes), Row::rowTypeName());
+   requireSound(verifyRow<Row>(bytes), Row::rowTypeName_);
    BaseRow row = BaseRow::copyOf(bytes);
    row.rowTypeIs(Row::protRowType());
    adoptNestedRows(row, Row::columns_.columns);
