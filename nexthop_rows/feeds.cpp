@@ -60,7 +60,7 @@ std::string ageText(milliseconds age)
 {
    auto count = age.count() / 1000;
    const char* unit = " s";
-   for (const auto& [size, larger] : {std::pair{60, " min"}, {60, " h"}, {24, " d"}})
+   for (const auto& [size, larger] : {std::pair{60L, " min"}, {60L, " h"}, {24L, " d"}})
       if (count >= 2 * size) {
          count /= size;
          unit = larger;
