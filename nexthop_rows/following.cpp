@@ -20,6 +20,8 @@ Following::Following(bool isQuiet)
    out_.exceptions(std::ios_base::badbit);
    err_.exceptions(std::ios_base::badbit);
    timeIsNow();
+   if (write(STDOUT_FILENO, "", 0) == -1) // was closed, which may not be noticed before long
+      throw BadInput("cannot write to standard output");
 }
 
 bool Following::await(std::initializer_list<int> files, Clock::time_point until)
