@@ -26,7 +26,6 @@
 #include <iterator>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/export.h"
@@ -109,7 +108,12 @@ public:
       reference operator*() const;
       pointer operator->() const { return &**this; }
       const_iterator& operator++();
-      const_iterator operator++(int) { return std::exchange(*this, ++const_iterator(*this)); }
+      const_iterator operator++(int)
+      {
+         const const_iterator before = *this;
+         ++*this;
+         return before;
+      }
       friend bool operator==(const const_iterator&, const const_iterator&) noexcept = default;
 
    private:

@@ -42,6 +42,7 @@ public:
    /// The bytes of a row are not those of a row.
    void faulty(const std::string& row, const std::string& reason)
    {
+      ++faults_;
       isAnyBad_ |= isWanted(row);
       write(row, " faulty: " + reason);
    }
@@ -57,6 +58,9 @@ public:
 
    /// Whether there is anything to forget.
    bool areAnyKept() const { return !last_.empty(); }
+
+   /// How many rows were faulty.
+   std::size_t faults() const { return faults_; }
 
    /// Whether an object was refused or a row is faulty.
    bool isAnyBad() const { return isAnyBad_; }
@@ -84,6 +88,7 @@ private:
    std::string about_; ///< empty: everything
    Repeats repeats_;
    std::unordered_map<std::string, std::string> last_; ///< notes by object, unless they are repeated
+   std::size_t faults_ = 0;
    bool isAnyBad_ = false;
 };
 

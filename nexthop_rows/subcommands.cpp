@@ -192,7 +192,7 @@ Result check(const Options& options, Notes& notes)
 {
    const Source file = rowsToCheck(options, notes);
    Tables tables;
-   std::size_t faults = 0;
+   std::size_t faults = notes.faults(); // a feed's are known
    const auto read = [&] {
       const Progress progress("verifying rows");
       readRows(file, tables, [&](std::size_t at, const std::string& reason) {

@@ -22,6 +22,7 @@ inline constexpr auto ecmpMemberListColumns = Zorva::layOut({
 static_assert(ecmpMemberListColumns.fixedLength == 37);
 static_assert(ecmpMemberListColumns.keyColumn().offset == 25);
 static_assert(ecmpMemberListColumns.columns[5].offset == 29 && ecmpMemberListColumns.columns[6].offset == 33);
+static_assert(Zorva::typeSignatureLength(ecmpMemberListColumns) == 142);
 
 /// One ECMP group, keyed by `id`: its arrays `member` and `watch`.
 class ZORVA_EXPORT EcmpMemberListRow : public Zorva::BaseRow

@@ -25,6 +25,7 @@ inline constexpr auto nexthopInfoColumns = Zorva::layOut({
 });
 static_assert(nexthopInfoColumns.fixedLength == 52);
 static_assert(nexthopInfoColumns.keyColumn().offset == 25);
+static_assert(Zorva::typeSignatureLength(nexthopInfoColumns) == 218);
 
 /// One next hop, keyed by `id`: its port, MAC addresses, drop flag and encapsulation.
 class ZORVA_EXPORT NexthopInfoRow : public Zorva::BaseRow

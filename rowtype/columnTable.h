@@ -177,17 +177,39 @@ const vcdType& slotOffsets()
    return offsets;
 }
 
-/// The type signature: JSON text that names the columns and their types, in order.
+/// Hands the pieces of the type signature to `use`: JSON text that names the columns and their types, in order.
+template <std::size_t N, class Use>
+constexpr void useSignature(const ColumnTable<N>& table, Use&& use)
+{
+   std::string_view separator = "{\"";
+   for (const Column& column : table.columns) {
+      for (const std::string_view piece :
+           {separator, column.name, std::string_view("\":\""), factsOf(column.type).name})
+         use(piece);
+      separator = "\", \"";
+   }
+   use("\"}");
+}
+
 template <std::size_t N>
 std::string typeSignature(const ColumnTable<N>& table)
 {
    std::string text;
-   std::string_view separator = "{\"";
-   for (const Column& column : table.columns) {
-      text.append(separator).append(column.name).append("\":\"").append(factsOf(column.type).name);
-      separator = "\", \"";
-   }
-   return text + "\"}";
+   useSignature(table, [&](std::string_view piece) { text += piece; });
+   return text;
 }
 
 } // namespace Zorva::Internal
+
+namespace Zorva {
+
+/// The type signature's length, in characters.
+template <std::size_t N>
+consteval std::size_t typeSignatureLength(const ColumnTable<N>& table)
+{
+   std::size_t length = 0;
+   Internal::useSignature(table, [&](std::string_view piece) { length += piece.size(); });
+   return length;
+}
+
+} // namespace Zorva

@@ -105,3 +105,16 @@ TEST(NestedRows, OperationsAndVerificationGo16Deep)
       EXPECT_EQ(Zorva::describeRow<Link>(row).find("| no row\n") != text.npos, id > 16);
    }
 }
+
+TEST(NestedRows, SideBySideTheyAreNotDeep)
+{
+   std::vector<Zorva::Column> columns(17, linkColumns.columns[0]);
+   Bytes bytes{242, 0, 4, 0};
+   for (unsigned char i = 0; i < 17; ++i) {
+      columns[i].offset = static_cast<len_t>(bytes.size());
+      bytes.insert(bytes.end(), {static_cast<unsigned char>(72 + 10 * i), 0, 10, 0});
+   }
+   for (unsigned char i = 0; i < 17; ++i)
+      bytes.insert(bytes.end(), {10, 0, 4, 0, 0, 0, 0, 0, i, 0});
+   EXPECT_EQ(Zorva::Internal::RowListing(bytes).build(columns).find("no row"), std::string::npos);
+}
