@@ -64,7 +64,8 @@ std::optional<Number> wholeNumber(std::string_view text) noexcept
 {
    Number number = 0;
    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+   const bool isWhole = error == std::errc() && end == text.data() + text.size();
+   return isWhole ? std::optional(number) : std::nullopt;
 }
 std::uint64_t numberIn(std::string_view text);
 

@@ -139,7 +139,8 @@ std::optional<Key> FeedTable::keyIn(std::string_view text) const
    else if (const auto number = wholeNumber<std::int32_t>(text))
       key = static_cast<std::uint32_t>(*number);
    const bool fits = key && (type_.key.width() == sizeof(Key) || *key >> (8 * type_.key.width()) == 0);
-   return fits && keyText(*key) == text ? key : std::nullopt;
+   const bool isOnlyText = fits && keyText(*key) == text;
+   return isOnlyText ? key : std::nullopt;
 }
 
 const BaseRow* FeedTable::find(Key key)

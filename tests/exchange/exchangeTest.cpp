@@ -395,6 +395,10 @@ TEST(Exchange, LargeFeedsGoThroughInPortions)
    pair.expectEqual();
    EXPECT_EQ(pair.told_->follower_.comparisons(), 1U);
 
+   Follower<EcmpMemberListRow> silent(pair.server_.address(), "feed", quick);
+   EXPECT_TRUE(eventually([&] { return silent.poll(100ms); })) << silent.problem();
+   EXPECT_EQ(contentsOf<EcmpMemberListRow>(silent.table()), pair.told_->told_);
+
    Options hasty = quick; // which renews its lease while it looks at the rows there are
    hasty.lease = 30ms;
    const auto rows = std::move(pair.publisher_);
@@ -535,6 +539,8 @@ TEST(Exchange, AddressesAndPasswords)
    for (const auto& [name, text] : {std::pair<std::string, std::string>{longest.substr(2), longest.substr(2)},
                                     {"", ""},
                                     {"a{b}", "a{b}"},
+                                    {"[", "["},
+                                    {";", ";"},
                                     {"\n\x7f" + std::string(200, '['), "??" + std::string(198, '[') + "..."}})
       expectFailure("std::invalid_argument: \"" + text + "\" is no feed's name: 1 to 128 letters, digits and ._:/@-",
                     {[&, feed = name] { FeedKeys(feed, "T"); }});
