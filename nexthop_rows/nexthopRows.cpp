@@ -4,8 +4,10 @@
 // What was asked for goes to standard output, messages to standard error. commandLine.cpp says what all of it means,
 // exit statuses included.
 #include <csignal>
+#include <fcntl.h>
 #include <iostream>
 #include <string_view>
+#include <unistd.h>
 
 #include "nexthop_rows/badInput.h"
 #include "nexthop_rows/commandLine.h"
@@ -42,10 +44,20 @@ Status run(int argc, char** argv)
    return notes.isAnyBad() ? Status::other : result.status;
 }
 
+/// Standard files that are closed become ones of which nothing can be read, and to which nothing can be written but
+/// messages: no other file may take their place.
+void openStandardFiles()
+{
+   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+      if (fcntl(fd, F_GETFD) == -1)
+         open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+   openStandardFiles();
    std::signal(SIGXFSZ, SIG_IGN); // a file that may not become so long is an error like others
    Status status = Status::bad;
    try {
