@@ -101,7 +101,7 @@ TEST(Netlink, WhatIsAskedAnsweredAndHeardMakesTheRowsBehindIt)
          lines.push_back(line);
    for (const std::string& line : lines)
       text += line + '\n';
-   while (!lines.empty()) {
+   for (std::size_t left = 0; std::exchange(left, lines.size()) != lines.size();) { // until nothing is taken any more
       std::ostringstream out;
       Notes notes(out);
       RowKeeper keeper("kernel", notes);
