@@ -101,7 +101,7 @@ TEST(Netlink, WhatIsAskedAnsweredAndHeardMakesTheRowsBehindIt)
          lines.push_back(line);
    for (const std::string& line : lines)
       text += line + '\n';
-   while (!lines.empty()) {
+   for (std::size_t left = 0; !lines.empty() && std::exchange(left, lines.size()) != lines.size();) {
       std::ostringstream out;
       Notes notes(out);
       RowKeeper keeper("kernel", notes);
