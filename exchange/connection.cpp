@@ -100,12 +100,13 @@ redisReader* newReader(std::unique_ptr<ReplyMemory>* memory)
 
 std::string_view textUpTo(std::string_view text, char end) { return text.substr(0, text.find(end)); }
 
-constexpr const char* typeNames[] = {"nothing", "a text", "an array", "a number", "nil", "a status", "an error"};
+/// By their types, which are all that the functions above are asked for.
+constexpr std::array<const char*, 7> typeNames = {"nothing", "a text",   "an array", "a number",
+                                                  "nil",     "a status", "an error"};
 
 [[noreturn]] void throwUnexpected(const redisReply& reply, const std::string& wanted)
 {
-   const auto type = static_cast<std::size_t>(reply.type);
-   std::string got = type < std::size(typeNames) ? typeNames[type] : "something else";
+   std::string got = typeNames.at(static_cast<std::size_t>(reply.type));
    if (reply.type == REDIS_REPLY_STRING || reply.type == REDIS_REPLY_STATUS)
       got += " \"" + shown({reply.str, reply.len}) + '"';
    throw ServerTrouble("the server answered " + got + " instead of " + wanted);
@@ -120,10 +121,10 @@ short awaitEvents(int fd, short events, Clock::time_point until)
       const int ready = poll(&polled, 1, static_cast<int>(std::clamp<long>(left, 0, 1 << 30)));
       if (ready > 0)
          return polled.revents;
-      if (ready == 0 && left <= 0)
-         return 0;
       if (ready < 0 && errno != EINTR)
          throw ServerTrouble(std::string("poll: ") + std::strerror(errno));
+      if (Clock::now() >= until)
+         return 0;
    }
 }
 
@@ -135,7 +136,7 @@ int connectTo(int fd, const sockaddr* address, socklen_t length, Clock::time_poi
          std::this_thread::sleep_for(milliseconds(5));
          continue;
       }
-      if (errno != EINPROGRESS && errno != EINTR)
+      if (errno != EINPROGRESS)
          return errno;
       if (awaitEvents(fd, POLLOUT, until) == 0)
          return ETIMEDOUT;
@@ -260,7 +261,7 @@ std::string_view textOf(const redisReply& reply)
 std::uint64_t numberOf(const redisReply& reply)
 {
    if (reply.type != REDIS_REPLY_INTEGER || reply.integer < 0)
-      throwUnexpected(reply, "a number");
+      throwUnexpected(reply, "a count");
    return static_cast<std::uint64_t>(reply.integer);
 }
 
@@ -348,8 +349,6 @@ void Connection::flush()
          rest.remove_prefix(static_cast<std::size_t>(sent));
          continue;
       }
-      if (errno == EINTR)
-         continue;
       if (errno != EAGAIN)
          fail(std::strerror(errno));
       const short events = awaitEvents(fd(), POLLIN | POLLOUT, until);
@@ -366,20 +365,18 @@ bool Connection::receive(Clock::time_point until)
    std::array<char, 1 << 16> buffer;
    ssize_t length;
    while ((length = recv(fd(), buffer.data(), buffer.size(), 0)) < 0) {
-      if (errno == EAGAIN) {
-         if (awaitEvents(fd(), POLLIN, until) == 0)
-            return false;
-      } else if (errno != EINTR) {
+      if (errno != EAGAIN)
          fail(std::strerror(errno));
-      }
+      if (awaitEvents(fd(), POLLIN, until) == 0)
+         return false;
    }
    if (length == 0)
       fail("has closed the connection");
    received_ += static_cast<std::size_t>(length);
    if (received_ > maxReplyBytes)
       fail("a reply of more than " + std::to_string(maxReplyBytes) + " bytes");
-   if (redisReaderFeed(reader_.get(), buffer.data(), static_cast<std::size_t>(length)) != REDIS_OK)
-      fail(reader_->errstr);
+   redisReaderFeed(reader_.get(), buffer.data(),
+                   static_cast<std::size_t>(length)); // an error stays, and await tells it
    return true;
 }
 

@@ -95,6 +95,8 @@ struct FeedFollower::Impl
       server.add("EXEC");
       server.flush();
       const Reply begin = server.transaction(2);
+      if (!begin)
+         server.fail("refuses to read the feed as a whole");
       const Meta meta = Meta::read(*elementsOf(*begin)[0]);
       const auto newest = elementsOf(*elementsOf(*begin)[1]);
       const std::string position(newest.empty() ? "0-0" : textOf(*elementsOf(*newest[0], 2)[0]));
@@ -241,7 +243,7 @@ struct FeedFollower::Impl
    void tell(const BaseRow& before, const BaseRow& after)
    {
       hasChanged_ = true;
-      if (changed_ != nullptr && *changed_)
+      if (*changed_)
          (*changed_)(before, after);
    }
 

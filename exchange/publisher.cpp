@@ -267,7 +267,7 @@ struct FeedPublisher::Impl
    {
       kept_.push_back(keys);
       keysKept_ += keys;
-      while (kept_.size() > 1 && (keysKept_ > maxKeysKept || kept_.size() > maxBatchesKept)) {
+      while (keysKept_ > maxKeysKept || kept_.size() > maxBatchesKept) {
          keysKept_ -= kept_.front();
          kept_.pop_front();
       }
@@ -317,7 +317,7 @@ struct FeedPublisher::Impl
    /// Ends the lease, if the server is there.
    void release()
    {
-      if (!link_.isConnected() || !isAttached_)
+      if (!link_.isConnected())
          return;
       Connection& server = link_.connection();
       server.add("MULTI");
@@ -380,7 +380,7 @@ bool FeedPublisher::sync(milliseconds patience)
 
 FeedPublisher::Clock::time_point FeedPublisher::wakeAt() const
 {
-   return impl_->link_.isConnected() && impl_->isAttached_ ? impl_->renewAt_ : impl_->link_.retryAt();
+   return impl_->link_.isConnected() ? impl_->renewAt_ : impl_->link_.retryAt();
 }
 
 const std::string& FeedPublisher::problem() const { return impl_->link_.problem(); }

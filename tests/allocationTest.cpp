@@ -67,6 +67,9 @@ TEST(Allocation, EveryOneFailsCleanly)
       {-1, [] { Table groups(EcmpMemberListRow::rowTypeName()); }},
       {-1, [] { EXPECT_EQ(registrations()[1].rowTypeName, EcmpMemberListRow::rowTypeName()); }},
    };
+   heap.failing = 1;
+   EXPECT_EQ(Zorva::ZoRowBuf(0).length(), 0); // with or without a block
+   heap.failing = 0;
    expectFailure("std::length_error: a table holds at most 3435973836 rows", {[&] { table.reserve(SIZE_MAX); }});
    for (const auto& [allocations, call] : cases) {
       const long live = heap.live, made = eachAllocationFailing("none", call, [](auto&&...) {});

@@ -132,14 +132,28 @@ TEST(RowTypes, AddressesAreReadAsTheyAreWritten)
 TEST(RowTypes, AddressesAndBoolsGoIntoStreamsOfEveryState)
 {
    const EthAddr low(1, 35, 69, 103, 137, 171), high(205, 239, 16, 50, 84, 118); // every digit, on both sides
-   expectSame([&](std::ostream& os) { os << low << Zorva::FMT<bool>{true} << high << Zorva::FMT<bool>{false}; },
-              [](std::ostream& os) {
-                 os << "01:23:45:67:89:ab"
-                    << "true"
-                    << "cd:ef:10:32:54:76"
-                    << "false";
-              },
-              streamChanges());
+   expectSame(
+      [&](std::ostream& os) {
+         Zorva::Internal::insertText(os << low << Zorva::FMT<bool>{true} << high << Zorva::FMT<bool>{false}, {});
+      },
+      [](std::ostream& os) {
+         os << "01:23:45:67:89:ab"
+            << "true"
+            << "cd:ef:10:32:54:76"
+            << "false"
+            << "";
+      },
+      streamChanges());
+}
+
+TEST(RowTypes, TextBuffersTellTheirLengthAndMoveNowhere)
+{
+   Zorva::Internal::TextBuffer buffer;
+   std::ostream(&buffer) << std::string(600, ' ');
+   const auto in = std::ios_base::in, out = std::ios_base::out;
+   const auto sought = [&](int offset, auto from, auto which) { return long(buffer.pubseekoff(offset, from, which)); };
+   EXPECT_EQ(tuple(sought(0, std::ios_base::cur, out), sought(0, std::ios_base::cur, in)), tuple(600, -1));
+   EXPECT_EQ(tuple(sought(1, std::ios_base::cur, out), sought(0, std::ios_base::end, out)), tuple(-1, -1));
 }
 
 // A nested row in front of the arrays, of which one stands alone.

@@ -63,6 +63,9 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
    row.updateVCT(29, 53, 32768, true);
    EXPECT_EQ("Halvo::AssertException: " + testing::internal::GetCapturedStderr(), tooLong + '\n');
    Halvo::Platform::defaultHandle()->throws = true;
+   Halvo::Platform::DebugStream text;
+   expectFailure("Halvo::AssertException: file:1: function: ",
+                 {[&] { Halvo::debugAndThrowAssertException(nullptr, 0, text, "file", "function", 1); }});
    EXPECT_EQ(snapshot(row), before); // the old array too
    row.firstIs(upTo(4083));
    EXPECT_THAT(row.first(), ElementsAreArray(upTo(4083)));
@@ -81,6 +84,7 @@ TEST(VariableColumns, LimitsRefuseBeforeAnythingChanges)
                  {[&] { full.makeFreeSpace(elsewhere, 1, 37); }});
    expectFailure("Zorva::ZoOutOfRange: desired row size 65536 is greater than maxRowLength: 65535",
                  {[&] { full.makeFreeSpace(full.slotAt(4), 36, 8); }});
+   EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 0, 8), 65500);
    EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 34, 8), 65500);
    EXPECT_EQ(full.makeFreeSpace(full.slotAt(4), 1, 8), 65534);
    EXPECT_EQ(tuple(full.rowLength(), full.rowBuf_->length()), tuple(65535, 65535));

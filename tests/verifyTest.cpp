@@ -18,6 +18,7 @@ TEST(Verify, EveryFaultHasANameAndAPlace)
       const RowCheck check = Zorva::verifyRow<TestRow>(bytes);
       found |= 1u << static_cast<unsigned>(check.fault);
       EXPECT_EQ(std::string(text(check.fault)) + " at offset " + std::to_string(check.offset), verdict);
+      EXPECT_EQ(check == RowCheck(), check.ok());
       EXPECT_EQ(bytes.size() > 65535 ? "none" : failureOf([&] { useBytes<TestRow>(bytes); }), "none") << verdict;
       EXPECT_EQ(failureOf([&] { Zorva::Internal::adoptRow<TestRow>(bytes); }),
                 check.ok() ? "none" : "Zorva::ZoBadCast: bytes are no Test::TestRow: " + verdict);

@@ -1,5 +1,8 @@
 // Feeds through a real server: what a publisher's table holds comes to lie in the server and in followers' tables, byte
 // for byte, whatever happens to any of them on the way.
+#include <sys/resource.h>
+#include <sys/time.h>
+
 #include <random>
 #include <regex>
 
@@ -8,8 +11,22 @@
 #include "exchange/publisher.h"
 #include "routing_types/P4RuntimeRoutingEcmpTypes.h"
 #include "rowtype/canonical.h"
+#include "rowtype/rowTypeDefined.h"
 #include "tests/exchange/server.h"
 #include "tests/support/rows.h"
+
+// Rows with keys of the other types.
+#define ZORVA_QUOTED_AS_IS(name) #name
+#define ZORVA_QUOTED(name) ZORVA_QUOTED_AS_IS(name)
+#define KEYED_NAMESPACE KeyedByU16
+#define KEY_TYPE Zorva::Type::u16
+#include "tests/exchange/keyedRow.inc"
+#define KEYED_NAMESPACE KeyedByI32
+#define KEY_TYPE Zorva::Type::i32
+#include "tests/exchange/keyedRow.inc"
+#define KEYED_NAMESPACE KeyedByU64
+#define KEY_TYPE Zorva::Type::u64
+#include "tests/exchange/keyedRow.inc"
 
 using namespace Test;
 using namespace Zorva::Exchange;
@@ -37,7 +54,11 @@ static Contents contentsOf(const Table& table)
 
 using Random = std::independent_bits_engine<std::minstd_rand, 32, unsigned>;
 
-static void fill(NexthopInfoRow& row, Random& random) { row.portIdIs(random() % 3); }
+template <class Row>
+static void fill(Row& row, Random& random)
+{
+   row.portIdIs(random() % 3);
+}
 static void fill(EcmpMemberListRow& row, Random& random)
 {
    row.memberIs(upTo(random() % 5)).watchIs(upTo(random() % 3));
@@ -87,7 +108,7 @@ struct World
    void changeSome()
    {
       for (unsigned i = random_() % 40; i-- != 0;) {
-         Row row = Row::key(random_() % 30);
+         Row row = Row::key(static_cast<Row::Key>(15 - static_cast<int>(random_() % 30)));
          fill(row, random_);
          random_() % 3 == 0 ? void(publisher_->erase(row)) : publisher_->put(row);
       }
@@ -207,7 +228,8 @@ static void runSchedule(unsigned seed)
 TEST(Exchange, SchedulesOfFaults)
 {
    for (unsigned seed = 0; seed < (isFull ? 200 : 20) && !HasFailure(); ++seed)
-      seed % 2 == 0 ? runSchedule<NexthopInfoRow>(seed) : runSchedule<EcmpMemberListRow>(seed);
+      std::array{&runSchedule<NexthopInfoRow>, &runSchedule<EcmpMemberListRow>, &runSchedule<KeyedByU16::KeyedRow>,
+                 &runSchedule<KeyedByI32::KeyedRow>, &runSchedule<KeyedByU64::KeyedRow>}[seed % 5](seed);
 }
 
 using Nexthops = World<NexthopInfoRow>;
@@ -262,13 +284,16 @@ TEST(Exchange, DamagedRowsAreRefusedAndNothingElse)
    const Contents good = pair.told_->told_;
    std::string other = good.at("4");
    other[2] = 1;
-   pair.server_.run("HSET", pair.keys_.rows, "1", "?", "2", good.at("3"), "4", other, "no key", good.at("3"));
+   pair.server_.run("HSET", pair.keys_.rows, "1", "?", "2", good.at("3"), "4", other, "no key", good.at("3"), "03",
+                    good.at("3"), "4294967296", "");
    pair.server_.run("XADD", pair.keys_.changes, "*", "a", "b"); // which has them compare
    const std::map<std::string, std::string> refused = {
       {"1", "bytes are no P4RuntimeRouting::NexthopInfoRow: no room for a row header at offset 0"},
       {"2", "the row's key is 3"},
       {"4", "the bytes are not canonical"},
-      {"no key", "the field is no key"}};
+      {"no key", "the field is no key"},
+      {"03", "the field is no key"},
+      {"4294967296", "the field is no key"}};
    eventually([&] { return pair.told_->poll(10ms), pair.told_->follower_.refused() == refused; });
    EXPECT_EQ(pair.told_->follower_.refused(), refused);
    EXPECT_EQ(contentsOf<NexthopInfoRow>(pair.told_->follower_.table()), good);
@@ -287,6 +312,136 @@ TEST(Exchange, DamagedRowsAreRefusedAndNothingElse)
    EXPECT_EQ(failureOf([&] { mistaken.poll(1s); }), "Zorva::Exchange::FeedRefused: " + pair.server_.address().text() +
                                                        ": the feed's rows are of the type {}, not " +
                                                        NexthopInfoRow::zoTypeSignature());
+   EXPECT_EQ(FeedTable(rowTypeOf<KeyedByI32::KeyedRow>()).keyIn("2147483648"), std::nullopt);
+
+   FeedPublisher& generic = *pair.publisher_;
+   expectFailure(wrongType + '0', {[&] { generic.put(EcmpMemberListRow()); }});
+   expectFailure("Zorva::ZoBadCast: bytes are no P4RuntimeRouting::NexthopInfoRow: bool neither 0 nor 1 at offset 20",
+                 {[&] { generic.put(rowOf("34 00 01 00 | 00*16 | 02 | 00*31")); }});
+   EXPECT_EQ(contentsOf<NexthopInfoRow>(generic.table()), good);
+}
+
+// What a follower cannot go on from has it compare, once; what a publisher comes back to after a cut does not.
+TEST(Exchange, FeedsAreComparedWhenTheyMustAndNotMoreOften)
+{
+   Nexthops pair;
+   pair.put(1, 4);
+   pair.expectEqual();
+   unsigned port = 0;
+   const auto comparisonsAfter = [&](const std::function<void()>& happens) {
+      const std::size_t before = pair.told_->follower_.comparisons();
+      happens();
+      pair.put(2, 3, ++port);
+      pair.expectEqual();
+      return pair.told_->follower_.comparisons() - before;
+   };
+   EXPECT_EQ(comparisonsAfter([&] { pair.publishersWay_.cutAfter_[0] = 0; }), 0U); // not done
+   EXPECT_EQ(comparisonsAfter([&] { pair.publishersWay_.cutAfter_[1] = 0; }), 0U); // done, the reply lost
+   for (const auto& [field, value] : {std::pair("batches", "77"), std::pair("incarnation", "other")})
+      EXPECT_NE(comparisonsAfter([&, name = field, content = value] {
+                   pair.server_.run("HSET", pair.keys_.meta, name, content);
+                   pair.publishersWay_.cutAfter_[0] = 0;
+                }),
+                0U)
+         << field;
+   const auto meta = [&](const char* field) { return pair.server_.hash(pair.keys_.meta)[field]; };
+   const auto next = [&] { return std::to_string(std::stoi(meta("batches")) + 1); };
+   const auto strange = [&](const std::string& batch, const char* name, const char* keys) {
+      pair.server_.run("XADD", pair.keys_.changes, "*", "incarnation", meta("incarnation"), "batch", batch, name, keys);
+      return eventually([&] { return pair.told_->poll(10ms); });
+   };
+   EXPECT_EQ(comparisonsAfter([&] { EXPECT_TRUE(strange("x", "keys", "1")); }), 1U);
+   EXPECT_EQ(comparisonsAfter([&] { EXPECT_TRUE(strange(next(), "key", "1")); }), 1U);
+   EXPECT_EQ(comparisonsAfter([&] { EXPECT_TRUE(strange(next(), "keys", "1 one")); }), 1U);
+
+   Table table(NexthopInfoRow::rowTypeName()); // one as it is, one that is not, one more, two less
+   for (const unsigned id : {1U, 2U, 7U})
+      table.insert(NexthopInfoRow::key(id).portIdIs(id - 1));
+   EXPECT_EQ(comparisonsAfter([&] { pair.publisher_->makeEqual(table); }), 0U);
+}
+
+TEST(Exchange, LeasesAreRenewedInTime)
+{
+   const Server server;
+   Options slow = quick;
+   slow.lease = 1500ms;
+   slow.publisher = "";
+   Publisher<NexthopInfoRow> publisher(server.address(), "feed", slow);
+   EXPECT_LE(publisher.wakeAt(), Clock::now());
+   for (unsigned port = 0; port < 3; ++port) {
+      std::this_thread::sleep_until(publisher.wakeAt());
+      if (port != 1) // then there is nothing but the lease
+         publisher.put(NexthopInfoRow::key(1).portIdIs(port));
+      const auto before = Clock::now();
+      EXPECT_TRUE(publisher.sync(0ms)) << publisher.problem();
+      EXPECT_GE(publisher.wakeAt(), before + slow.lease / 3);
+      EXPECT_LE(publisher.wakeAt(), Clock::now() + slow.lease / 3);
+      EXPECT_GT(server.run("PTTL", FeedKeys("feed", NexthopInfoRow::rowTypeName()).owner)->integer, 1000) << port;
+   }
+   const auto listed = feeds(server.address());
+   EXPECT_TRUE(listed[0].publisher.ends_with(':' + std::to_string(getpid()))) << listed[0].publisher;
+}
+
+// More than a portion of everything, and more than a socket takes.
+TEST(Exchange, LargeFeedsGoThroughInPortions)
+{
+   World<EcmpMemberListRow> pair;
+   pair.server_.run("EVAL", "for i = 1, 1500 do redis.call('HSET', KEYS[1], 'strange ' .. i, '?') end", 1,
+                    pair.keys_.rows);
+   for (unsigned id = 1; id <= 2500; ++id)
+      pair.publisher_->put(EcmpMemberListRow::key(id).memberIs(upTo(id % 3)));
+   pair.expectEqual();
+   pair.makeFollower();
+   pair.expectEqual();
+   EXPECT_EQ(pair.told_->follower_.comparisons(), 1U);
+
+   Options hasty = quick; // which renews its lease while it looks at the rows there are
+   hasty.lease = 30ms;
+   const auto rows = std::move(pair.publisher_);
+   pair.publisher_ = std::make_unique<Publisher<EcmpMemberListRow>>(pair.server_.address(), "feed", hasty);
+   pair.publisher_->makeEqual(rows->table());
+   for (unsigned id = 1; id <= 400; ++id) // 6 megabytes
+      pair.publisher_->put(EcmpMemberListRow::key(id).memberIs(upTo(4000)));
+   eventually([&] { return pair.sync(100ms); });
+   EXPECT_EQ(pair.server_.hash(pair.keys_.rows), contentsOf<EcmpMemberListRow>(pair.publisher_->table()));
+
+   pair.makePublisher();
+   pair.publisher_->makeEqual(rows->table());
+   pair.expectEqual();
+   for (unsigned id = 1; id <= 400; ++id)
+      pair.publisher_->put(EcmpMemberListRow::key(id).watchIs(upTo(4000)));
+   pair.server_.signal(SIGSTOP);
+   EXPECT_FALSE(pair.publisher_->sync(0ms));
+   EXPECT_EQ(pair.publisher_->problem(), pair.publishersWay_.address().text() + ": takes nothing for 300 ms");
+   pair.server_.signal(SIGCONT);
+   pair.expectEqual();
+   EXPECT_LT(pair.server_.run("XLEN", pair.keys_.changes)->integer, 11'000);
+   for (unsigned i = 0; i < 11'000; ++i) {
+      pair.publisher_->put(EcmpMemberListRow::key(1).memberIs(upTo(i % 2)));
+      pair.publisher_->sync(1s);
+   }
+   EXPECT_LE(pair.server_.run("XLEN", pair.keys_.changes)->integer, 10'200); // about what is wanted
+}
+
+// The same rows in other bytes, which mean nothing, are taken over and not told.
+TEST(Exchange, OtherBytesOfTheSameRowAreTakenOver)
+{
+   World<EcmpMemberListRow> pair;
+   EcmpMemberListRow row = EcmpMemberListRow::key(1).memberIs({1, 2});
+   pair.publisher_->put(row.memberIs({3}));
+   pair.expectEqual();
+   pair.makePublisher();
+   row.compact();
+   pair.publisher_->put(row);
+   std::this_thread::sleep_for(quick.lease);
+   const Contents compacted = contentsOf<EcmpMemberListRow>(pair.publisher_->table()), told = pair.told_->told_;
+   EXPECT_NE(told, compacted);
+   eventually([&] {
+      return pair.sync(10ms) && pair.told_->poll(10ms) &&
+             contentsOf<EcmpMemberListRow>(pair.told_->follower_.table()) == compacted;
+   });
+   EXPECT_EQ(contentsOf<EcmpMemberListRow>(pair.told_->follower_.table()), compacted);
+   EXPECT_EQ(pair.told_->told_, told);
 }
 
 TEST(Exchange, KeysThatFlapAreReadOnce)
@@ -312,7 +467,13 @@ TEST(Exchange, KeysThatFlapAreReadOnce)
 TEST(Exchange, WhatTheServerRefusesIsSaidAndMended)
 {
    using testing::HasSubstr;
-   const auto answers = linesInTwo("answers.txt"); // longer than the relays, which may still be at one
+   auto answers = linesInTwo("answers.txt"); // longer than the relays, which may still be at one
+   const std::string signature = NexthopInfoRow::zoTypeSignature(), length = std::to_string(signature.size());
+   const std::string meta = "*7\r\n$" + length + "\r\n" + signature +
+                            "\r\n$1\r\ni\r\n$1\r\n5\r\n$3\r\nabc\r\n$8\r\ncomplete\r\n$1\r\n0\r\n$1\r\np\r\n";
+   for (auto& each : answers) // META stands for a sound one
+      for (std::size_t at; (at = each.first.find("META")) != std::string::npos;)
+         each.first.replace(at, 4, meta);
    Nexthops pair;
    unsigned port = 1;
    const auto acl = [&](const char* rule) { pair.server_.run("ACL", "SETUSER", "default", rule); };
@@ -333,19 +494,27 @@ TEST(Exchange, WhatTheServerRefusesIsSaidAndMended)
    }
    pair.expectEqual();
 
+   const auto without = [](const std::string& thrown, const std::string& kept) {
+      static const std::regex noise(R"(Zorva::Exchange::\w+: |redis\+unix:\S+: )");
+      const std::string text = std::regex_replace(thrown == "none" ? kept : thrown, noise, "");
+      return text.empty() ? "all is well" : text;
+   };
    for (const auto& [answer, said] : answers) {
       SCOPED_TRACE(answer);
       for (Relay* const relay : {&pair.publishersWay_, &pair.followersWay_}) {
          relay->drips_ = answer.starts_with("$90");
+         relay->endsAnswer_ = said.find("300 ms") == said.npos;
          relay->answer_ = &answer;
       }
       const auto begin = Clock::now();
       pair.put(1, 2, ++port);
       const std::string publishers = failureOf([&] { pair.publisher_->sync(0ms), pair.publisher_->sync(30ms); });
       const std::string followers = failureOf([&] { pair.told_->poll(0ms), pair.told_->poll(30ms); });
-      EXPECT_THAT(publishers + pair.publisher_->problem(), HasSubstr(said));
-      EXPECT_NE(followers + pair.told_->follower_.problem(), "none");
       EXPECT_LT(Clock::now() - begin, 6 * quick.limit);
+      const std::string lists = failureOf([&] { feeds(pair.followersWay_.address(), quick); });
+      EXPECT_EQ(without(publishers, pair.publisher_->problem()) + "; " +
+                   without(followers, pair.told_->follower_.problem()) + "; " + without(lists, ""),
+                said);
       pair.publishersWay_.answer_ = pair.followersWay_.answer_ = nullptr;
    }
    pair.expectEqual();
@@ -361,7 +530,14 @@ TEST(Exchange, AddressesAndPasswords)
       EXPECT_EQ(failure.find("secret"), std::string::npos) << failure;
    }
    EXPECT_EQ(ServerAddress::parse("redis://me:se%63ret@[::1]:7000/2").password, "secret");
-   EXPECT_THROW(FeedKeys("a{b}", "T"), std::invalid_argument);
+   const std::string longest = std::string(119, 'x') + "azAZ09._:/@-"; // of 131 characters
+   expectFailure("none", {[&] { FeedKeys(longest.substr(3), "T"); }});
+   for (const auto& [name, text] : {std::pair<std::string, std::string>{longest.substr(2), longest.substr(2)},
+                                    {"", ""},
+                                    {"a{b}", "a{b}"},
+                                    {"\n\x7f" + std::string(200, '['), "??" + std::string(198, '[') + "..."}})
+      expectFailure("std::invalid_argument: \"" + text + "\" is no feed's name: 1 to 128 letters, digits and ._:/@-",
+                    {[&, feed = name] { FeedKeys(feed, "T"); }});
 
    Server server;
    server.run("ACL", "SETUSER", "me", "on", ">secret", "~*", "+@all");
@@ -369,18 +545,110 @@ TEST(Exchange, AddressesAndPasswords)
    while (failureOf([&] { server.run("CONFIG", "SET", "port", port); }) != "none")
       ++port;
    const std::string place = "localhost:" + std::to_string(port) + "/1";
+   Options options = quick;
+   options.limit = 20s; // looking up a name may take long on a busy machine
    const auto publish = [&](const std::string& url) {
-      Publisher<NexthopInfoRow> publisher(ServerAddress::parse(url), "feed", quick);
+      Publisher<NexthopInfoRow> publisher(ServerAddress::parse(url), "feed", options);
       return publisher.sync(0ms) ? "" : publisher.problem();
    };
    EXPECT_EQ(publish("redis://me:secret@" + place), "");
-   EXPECT_EQ(failureOf([&] { publish("redis://me:secret2@" + place); }),
-             "Zorva::Exchange::FeedRefused: redis://" + place + ": does not take the password: WRONGPASS");
+   const std::string refused = "Zorva::Exchange::FeedRefused: redis://" + place + ": does not take the password: ";
+   EXPECT_EQ(failureOf([&] { publish("redis://me:secret2@" + place); }), refused + "WRONGPASS");
+   EXPECT_EQ(failureOf([&] { publish("redis://:secret@" + place); }), refused + "ERR");
    setenv("REDISCLI_AUTH", "secret", 1);
    EXPECT_EQ(publish("redis://me@" + place), "");
    unsetenv("REDISCLI_AUTH");
-   EXPECT_THAT(publish("redis://no-such-host.invalid"), testing::HasSubstr("cannot connect to redis://no-such-host"));
-   EXPECT_THAT(publish("redis+unix:///nowhere"), testing::HasSubstr("No such file or directory"));
+   for (const auto& [url, said] : linesInTwo("places.txt"))
+      EXPECT_THAT(failureOf([&, address = url] { throw std::runtime_error(publish(address)); }),
+                  testing::HasSubstr(said));
+
+   const std::string full = "redis://127.0.0.1:" + std::to_string(port), socket = server.address().text();
+   rlimit files{};
+   getrlimit(RLIMIT_NOFILE, &files);
+   const rlimit none{0, files.rlim_max};
+   setrlimit(RLIMIT_NOFILE, &none);
+   const std::string withoutFiles[] = {publish(full), publish(socket)};
+   setrlimit(RLIMIT_NOFILE, &files);
+   EXPECT_THAT(withoutFiles, testing::Each(testing::EndsWith(": Too many open files")));
+
+   options.limit = -1ms;
+   EXPECT_TRUE(eventually([&] { return publish("redis://" + place).ends_with("look-up of its name takes too long"); }));
+   server.signal(SIGSTOP); // what waits to be accepted has a limit
+   for (const auto& [url, said] :
+        {std::pair(full, "Connection timed out"), {socket, "Resource temporarily unavailable"}}) {
+      std::list<Connection> waiting;
+      EXPECT_THAT(failureOf([&, address = url] {
+                     for (;;)
+                        waiting.emplace_back(ServerAddress::parse(address), 20ms);
+                  }),
+                  testing::EndsWith(said));
+   }
+}
+
+TEST(Exchange, UnaskedAnswersAndSignals)
+{
+   Nexthops pair;
+   pair.put(1, 2);
+   pair.expectEqual();
+   const std::string unasked = "+unasked\r\n", nothing;
+   pair.publishersWay_.says_ = &unasked;
+   EXPECT_TRUE(eventually([&] { return !pair.publisher_->sync(0ms); }));
+   EXPECT_EQ(pair.publisher_->problem(), pair.publishersWay_.address().text() + ": answers without being asked");
+   pair.expectEqual();
+
+   signal(SIGALRM, [](int) {});
+   const itimerval often{{0, 5'000}, {0, 5'000}}, never{};
+   ServerAddress silent = pair.publishersWay_.address();
+   silent.password = "secret";
+   pair.publishersWay_.answer_ = &nothing;
+   setitimer(ITIMER_REAL, &often, nullptr);
+   const std::string failure = failureOf([&] { Connection(silent, 300ms); });
+   setitimer(ITIMER_REAL, &never, nullptr);
+   EXPECT_EQ(failure, "Zorva::Exchange::ServerTrouble: " + silent.text() + ": no whole reply within 300 ms");
+   pair.publishersWay_.answer_ = nullptr;
+
+   const Connection connection(pair.server_.address(), 1s);
+   rlimit files{};
+   getrlimit(RLIMIT_NOFILE, &files);
+   const rlimit none{0, files.rlim_max};
+   setrlimit(RLIMIT_NOFILE, &none); // poll takes fewer then
+   const std::string polled = failureOf([&] { const_cast<Connection&>(connection).await(Clock::now()); });
+   setrlimit(RLIMIT_NOFILE, &files);
+   EXPECT_EQ(polled, "Zorva::Exchange::ServerTrouble: poll: Invalid argument");
+}
+
+/// Memory of so many blocks and no more.
+struct Scarce : std::pmr::memory_resource
+{
+   void* do_allocate(std::size_t bytes, std::size_t alignment) override
+   {
+      return left_-- > 0 ? std::pmr::new_delete_resource()->allocate(bytes, alignment) : throw std::bad_alloc();
+   }
+   void do_deallocate(void* block, std::size_t bytes, std::size_t alignment) override
+   {
+      std::pmr::new_delete_resource()->deallocate(block, bytes, alignment);
+   }
+   bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+   int left_ = 0;
+};
+
+TEST(Exchange, ShortageOfMemoryIsAFailureLikeOthers)
+{
+   const Server server;
+   const std::string many = "local t = {} for i = 1, 132 do t[i] = i end return t"; // nearly fill a block, as do
+   const std::function<void()> commands[] = {[&] { server.run("INCR", "number"); },
+                                             [&] { server.run("ECHO", std::string(1060, ' ')); },
+                                             [&] { server.run("EVAL", many, 0); }};
+   for (const auto& command : commands) {
+      Scarce scarce;
+      std::pmr::memory_resource* const plenty = std::pmr::set_default_resource(&scarce);
+      std::string failure;
+      int blocks = 0;
+      for (; scarce.left_ = blocks, failure = failureOf(command), failure != "none" && blocks < 10; ++blocks)
+         EXPECT_THAT(failure, testing::EndsWith("does not speak the protocol: Out of memory"));
+      std::pmr::set_default_resource(plenty);
+      EXPECT_EQ(tuple(failure, blocks > 0), tuple("none", true));
+   }
 }
 
 // A publisher, and followers in threads of their own, which end with the row of key 1000.
@@ -412,6 +680,7 @@ TEST(Exchange, FeedsOfTwoTypesAtOnce)
    std::jthread nexthops([&] { exchangeMuch<NexthopInfoRow>(address, "a", 2); });
    exchangeMuch<EcmpMemberListRow>(address, "b", 1);
    nexthops.join();
+   server.run("SET", "zorva:{a b}:T:meta", "no feed's name");
    std::string listed;
    for (const FeedInfo& info : feeds(address))
       listed += info.feed + ' ' + info.rowTypeName + ' ' + info.publisher + ' ' + std::to_string(info.rows) +

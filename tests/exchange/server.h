@@ -105,6 +105,7 @@ public:
 
    std::atomic<long> cutAfter_[2] = {-1, -1};         ///< bytes to the server, and from it; negative for no cut
    std::atomic<const std::string*> answer_ = nullptr; ///< in place of the server's answers, once a connection
+   std::atomic<const std::string*> says_ = nullptr;   ///< to all clients, once and without being asked
    std::atomic<bool> drips_ = false;                  ///< the answer, a byte every 20 ms
    std::atomic<bool> endsAnswer_ = false;             ///< by the end of what it says
 
@@ -164,6 +165,9 @@ private:
                    (toServer && !pass(pair.client, pair.server, cutAfter_[0])) ||
                    (toClient && !pass(pair.server, pair.client, cutAfter_[1]));
          });
+         if (const std::string* const said = says_.exchange(nullptr))
+            for (const Pair& pair : pairs)
+               send(pair.client.fd(), said->data(), said->size(), MSG_NOSIGNAL);
          if (polled[0].revents != 0) {
             Socket client(accept(listening_.fd(), nullptr, nullptr));
             if (answer_ != nullptr)
