@@ -4,8 +4,10 @@
 // What was asked for goes to standard output, messages to standard error. commandLine.cpp says what all of it means,
 // exit statuses included.
 #include <csignal>
+#include <fcntl.h>
 #include <iostream>
 #include <string_view>
+#include <unistd.h>
 
 #include "nexthop_rows/badInput.h"
 #include "nexthop_rows/commandLine.h"
@@ -43,10 +45,20 @@ Status run(int argc, char** argv)
    return notes.isAnyBad() ? Status::other : result.status;
 }
 
+/// Puts something in the place of standard files that are closed, so that no other file gets their numbers and what is
+/// meant for them. It is open in the wrong direction: using them fails as before.
+void fillClosedFiles()
+{
+   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+      if (fcntl(fd, F_GETFD) == -1)
+         open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY); // takes the lowest number
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+   fillClosedFiles();
    std::signal(SIGXFSZ, SIG_IGN); // a file that may not become so long is an error like others
    Status status = Status::bad;
    try {

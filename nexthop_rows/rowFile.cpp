@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -77,6 +78,10 @@ public:
       if (isThere && !S_ISREG(before.st_mode))
          throw std::runtime_error(path_ + ": not a file that can be replaced");
       const std::filesystem::path file = behindLinks(path);
+      if (std::error_code none; std::filesystem::is_symlink(file, none)) {
+         errno = ELOOP;
+         fail();
+      }
       name_ = file.filename();
       folder_ = Fd(open(file.has_parent_path() ? file.parent_path().c_str() : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
       if (folder_.get() == -1)
@@ -130,7 +135,8 @@ public:
    }
 
 private:
-   /// What a path leads to, which need not be there: the kernel replaces a link, not its target.
+   /// What a path leads to, which need not be there: the kernel replaces a link, not its target. Another link for one
+   /// that leads to no end.
    static std::filesystem::path behindLinks(std::filesystem::path path)
    {
       constexpr int mostLinks = 40; // as for the kernel
@@ -220,7 +226,7 @@ public:
    {
       std::string first(magic.size(), '\0');
       file_.in->read(first.data(), static_cast<std::streamsize>(first.size()));
-      if (file_.in->bad())
+      if (isUnreadable())
          endsEarly();
       if (first != magic)
          damaged(0, "no file of rows, which begin with \"" + std::string(magic) + '"');
@@ -307,9 +313,15 @@ private:
       return value;
    }
 
+   /// Standard input, which is read through the C library, has an end where it cannot be read.
+   bool isUnreadable() const
+   {
+      return file_.in->bad() || (file_.in->rdbuf() == std::cin.rdbuf() && std::ferror(stdin) != 0);
+   }
+
    [[noreturn]] void endsEarly() const
    {
-      if (file_.in->bad())
+      if (isUnreadable())
          throw BadInput(file_.name + ": cannot be read");
       damaged(position_, "the file ends too early");
    }

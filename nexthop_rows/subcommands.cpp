@@ -25,7 +25,7 @@ using OrderedJson = nlohmann::ordered_json;
 Imported importFrom(const std::optional<RowsFrom>& from, std::uint64_t genId, Notes& notes)
 {
    if (!from)
-      throw BadInput("no rows are named: PATH, --dir FOLDER, --file FILE or --live is missing");
+      throw BadInput("no rows are named, by --dir FOLDER, --file FILE or --live for instance; see --help");
    const Progress progress("reading " + text(*from));
    return importRows(*from, genId, notes);
 }
