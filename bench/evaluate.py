@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the built benchmark, prints one line per goal and writes docs/performance.md and docs/performance.svg.
+"""Runs the built benchmark, prints one line per goal and writes bench/figures.json, which keeps one run a processor, and
+of that docs/performance.md and docs/performance.svg.
 
 All programs run pinned to one core, taking turns. What counts of each case is its fastest repetition within this run;
 a goal is a ratio of two such minima. Variants of one verb must agree in their checksums.
@@ -22,8 +23,9 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 OURS = r'/(row|builder|exported|generic-row|row-operations)$'
 MANY = r'^(grow|insert|find|heap)-'
 
-Goal = collections.namedtuple('Goal', 'name measured relation wanted')
-
+# `floor` is the measured value of the least that does the same tests, by hand; where that misses the goal, too, the goal
+# is out of reach on this processor.
+Goal = collections.namedtuple('Goal', 'name measured relation wanted floor', defaults=(None,))
 
 class Minima:
     """The fastest repetition of every case of one program, over all its turns."""
@@ -51,9 +53,6 @@ class Minima:
             self.times[name] = min(time, self.times.get(name, time))
             if self.checks.setdefault(name.split('/')[0], run['check']) != run['check']:
                 sys.exit(f'bench: {name} did other work than the variants of its verb before it')
-
-    def ratio(self, a, b):
-        return self.times[a] / self.times[b]
 
 
 def pinned():
@@ -85,93 +84,134 @@ def measure_exchange(build, quick):
     return {name: float(number) for name, number in (line.split(': ') for line in output.splitlines())}
 
 
-def goals(rows, second, checks_cost, many, program, exchange, huge):
-    r, s, m = rows.ratio, second.ratio, many.ratio
-    sizes = ['100000', '1000000'] + (['10000000'] if huge else [])
-    per_row = [many.times[f'grow-{n}/row'] for n in sizes]
+class Figures:
+    """What one processor's run measured, as it lies in bench/figures.json: times by case, alone and with a second
+    thread, of tables, bytes, and single figures by name. What a run did not measure is None, and so is what is made
+    of it."""
+
+    def __init__(self, measured):
+        self.measured = measured
+
+    def number(self, group, name):
+        return self.measured[group].get(name)
+
+    def ratio(self, group, a, b):
+        a, b = self.number(group, a), self.number(group, b)
+        return None if a is None or b is None else a / b
+
+    def single(self, name, over=None):
+        return self.number('single', name) if over is None else self.ratio('single', name, over)
+
+
+def goals(figures):
+    """Each case of ours against the limit of the same verb, and a few whole numbers. Peers are no goals, but for Table,
+    whose limit is the fastest open map there is."""
+    r = lambda a, b: figures.ratio('rows', a, b)
+    s = lambda a, b: figures.ratio('second', a, b)
+    m = lambda a, b: figures.ratio('many', a, b)
+    per_row = [time for name, time in figures.measured['many'].items()
+               if name.startswith('grow-') and name.endswith('/row') and name != 'grow-10000/row']
+    largest = max((name.split('-')[1].split('/')[0] for name in figures.measured['many']), key=int, default='')
     all_goals = [
-        Goal('build, inlined builder / limit', r('build/builder', 'build/limit'), '<=', 1.10),
-        Goal('build, exported constructor / limit', r('build/exported', 'build/limit'), '<=', 1.30),
-        Goal('build with a second thread / its limit', s('build/builder', 'build/limit'), '<=', 1.10),
-        Goal('build, FlatBuffers / ours', r('build/flatbuffers', 'build/builder'), '>=', 2.8),
-        Goal("build, Cap'n Proto / ours", r('build/capnproto', 'build/builder'), '>=', 2.8),
+        Goal('build, inlined builder', r('build/builder', 'build/limit'), '<=', 1.10),
+        Goal('build, exported constructor', r('build/exported', 'build/limit'), '<=', 1.30),
+        Goal('build with a second thread', s('build/builder', 'build/limit'), '<=', 1.10),
     ]
     for n, wanted in ((0, 1.25), (4, 1.25), (64, 1.25), (1024, 1.05), (4095, 1.05)):
-        all_goals.append(Goal(f'ECMP build, {n} members / limit',
-                              r(f'ecmp-build-{n}/row', f'ecmp-build-{n}/limit'), '<=', wanted))
+        all_goals.append(Goal(f'ECMP build, {n} members', r(f'ecmp-build-{n}/row', f'ecmp-build-{n}/limit'), '<=',
+                              wanted))
     all_goals += [
-        Goal('ECMP build, 4 members, two vectors / ours', r('ecmp-build-4/two-vectors', 'ecmp-build-4/row'), '>=', 1.3),
-        Goal('copy and drop, shared_ptr / generic row', r('copy-drop/shared_ptr', 'copy-drop/generic-row'), '>=', 3.0),
-        Goal('copy and drop, shared_ptr / typed row', r('copy-drop/shared_ptr', 'copy-drop/row'), '>=', 3.0),
-        Goal('copy and drop with a second thread, shared_ptr / generic row',
-             s('copy-drop/shared_ptr', 'copy-drop/generic-row'), '>=', 2.2),
-        Goal('copy and drop with a second thread, shared_ptr / typed row',
-             s('copy-drop/shared_ptr', 'copy-drop/row'), '>=', 2.2),
-        Goal('copy and modify / limit', r('copy-modify/row', 'copy-modify/limit'), '<=', 1.35),
-        Goal('read one column / limit', r('read-one/row', 'read-one/limit'), '<=', 1.10),
-        Goal('read all columns / limit', r('read-all/row', 'read-all/limit'), '<=', 1.4),
-        Goal('all row cases, with / without bounds checks', checks_cost, '<=', 1.05),
-        Goal('key hash / its arithmetic', r('key-hash/row', 'key-hash/limit'), '<=', 1.35),
-        Goal('key hash, row operations / its arithmetic', r('key-hash/row-operations', 'key-hash/limit'), '<=', 1.7),
-        Goal('content hash / its arithmetic', r('content-hash/row', 'content-hash/limit'), '<=', 1.25),
-        Goal("content hash, boost's combine / ours", r('boost-content-hash/boost', 'content-hash/row'), '>=', 2.5),
+        Goal('copy and drop, generic row', r('copy-drop/generic-row', 'copy-drop/limit'), '<=', 2.5),
+        Goal('copy and drop, typed row', r('copy-drop/row', 'copy-drop/limit'), '<=', 2.5),
+        Goal('copy and drop with a second thread, generic row / atomic count',
+             s('copy-drop/generic-row', 'copy-drop/atomic-limit'), '<=', 1.1),
+        Goal('copy and drop with a second thread, typed row / atomic count',
+             s('copy-drop/row', 'copy-drop/atomic-limit'), '<=', 1.1),
+        Goal('copy and modify', r('copy-modify/row', 'copy-modify/limit'), '<=', 1.35),
+        Goal('copy and modify with a second thread / atomic count',
+             s('copy-modify/row', 'copy-modify/atomic-limit'), '<=', 1.1),
+        Goal('read one column', r('read-one/row', 'read-one/limit'), '<=', 1.10),
+        Goal('read all columns', r('read-all/row', 'read-all/limit'), '<=', 1.4),
+        Goal('write one column', r('write-one/row', 'write-one/limit'), '<=', 4,
+             r('write-one/tested', 'write-one/limit')),
+        Goal('write all columns', r('write-all/row', 'write-all/limit'), '<=', 2.5,
+             r('write-all/tested', 'write-all/limit')),
+        Goal('all row cases, with / without bounds checks', figures.single('cost of bounds checks'), '<=', 1.05),
+        Goal('key hash', r('key-hash/row', 'key-hash/limit'), '<=', 1.35),
+        Goal('key hash, row operations', r('key-hash/row-operations', 'key-hash/limit'), '<=', 1.7),
+        Goal('content hash', r('content-hash/row', 'content-hash/limit'), '<=', 1.25),
     ]
     for n in (1024, 4095):
-        all_goals.append(Goal(f'ECMP content hash, {n} members / one chain',
+        all_goals.append(Goal(f'ECMP content hash, {n} members',
                               r(f'ecmp-content-hash-{n}/row', f'ecmp-content-hash-{n}/limit'), '<=', 1.25))
-    all_goals.append(Goal('equality / memcmp', r('equality/row', 'equality/limit'), '<=', 1.9))
-    for n in (1024, 4095):
-        all_goals.append(Goal(f'ECMP equality, {n} members / memcmp',
-                              r(f'ecmp-equality-{n}/row', f'ecmp-equality-{n}/limit'), '<=', 1.15))
+    all_goals.append(Goal('equality', r('equality/row', 'equality/limit'), '<=', 1.9))
+    for n, wanted in ((4, 3), (1024, 1.15), (4095, 1.15)):
+        all_goals.append(Goal(f'ECMP equality, {n} members',
+                              r(f'ecmp-equality-{n}/row', f'ecmp-equality-{n}/limit'), '<=', wanted))
     all_goals += [
-        Goal('order in the last column / memcmp', r('order/row', 'order/limit'), '<=', 4),
-        Goal('text, string stream / ours', r('text/string-stream', 'text/row'), '>=', 7),
-        Goal('JSON, string stream / ours', r('json-text/string-stream', 'json-text/row'), '>=', 7),
-        Goal('JSON, protobuf / ours', r('json/protobuf', 'json/row'), '>=', 25),
+        Goal('order in the last column', r('order/row', 'order/limit'), '<=', 3),
+        Goal('text', r('text/row', 'text/limit'), '<=', 1.25),
+        Goal('JSON', r('json-text/row', 'json-text/limit'), '<=', 1.25),
+        Goal('insertion into a plain stream', r('insertion/row', 'insertion/limit'), '<=', 1.25),
     ]
     for n in (4, 64, 1024, 4095):
-        all_goals.append(Goal(f'array text, {n} members, string stream / ours',
-                              r(f'ecmp-array-text-{n}/string-stream', f'ecmp-array-text-{n}/row'), '>=', 5))
-    all_goals += [
-        Goal('insertion into a plain stream, plain way / ours', r('insertion/plain', 'insertion/row'), '>=', 3),
-        Goal('heap bytes a next hop row', round(many.bytes['heap-1000000/row'], 1), '<=', 120),
-        Goal('table of 10^6, dependent find / boost', m('find-1000000/row', 'find-1000000/boost'), '<=', 1.1),
-        Goal('table of 10^6, bytes / boost', many.bytes['heap-table-1000000/row'] /
-             many.bytes['heap-table-1000000/boost'], '<=', 1.2),
-        Goal('table of 10^6, insert / boost', m('insert-1000000/row', 'insert-1000000/boost'), '<=', 1.6),
-        Goal(f'build, per row at 10^5 to 10^{len(sizes[-1]) - 1}, slowest / fastest',
-             max(per_row) / min(per_row), '<=', 1.15),
-        Goal('nexthop-rows / nlohmann-json parse alone', program[0] / program[1], '<=', 2),
-        Goal('10,000 rows from table to table, ms', exchange['ms for 10,000 rows'], '<=', 100),
+        all_goals.append(Goal(f'array text, {n} members',
+                              r(f'ecmp-array-text-{n}/row', f'ecmp-array-text-{n}/limit'), '<=', 1.25))
+    all_goals.append(Goal('heap bytes a next hop row', figures.number('bytes', 'heap-1000000/row'), '<=', 120))
+    for n in (10_000, 100_000, 1_000_000):
+        power = f'10^{len(str(n)) - 1}'
+        all_goals += [Goal(f'table of {power}, dependent find / boost', m(f'find-{n}/row', f'find-{n}/boost'), '<=', 1.25),
+                      Goal(f'table of {power}, insert / boost', m(f'insert-{n}/row', f'insert-{n}/boost'), '<=', 1.25)]
+    single = figures.single
+    return all_goals + [
+        Goal('table of 10^6, bytes / boost',
+             figures.ratio('bytes', 'heap-table-1000000/row', 'heap-table-1000000/boost'), '<=', 1.2),
+        Goal(f'build, per row at 10^5 to 10^{len(largest) - 1}, slowest / fastest',
+             max(per_row) / min(per_row) if per_row else None, '<=', 1.15),
+        Goal('nexthop-rows / nlohmann-json parse alone', single('s of nexthop-rows', 's of the parse alone'), '<=', 2),
+        Goal('10,000 rows from table to table, ms', single('ms for 10,000 rows'), '<=', 100),
         Goal('10,000 rows, field by field / ours',
-             exchange['ms for 10,000 rows by fields, all of a row at once'] / exchange['ms for 10,000 rows'], '>=', 10),
+             single('ms for 10,000 rows by fields, all of a row at once', 'ms for 10,000 rows'), '>=', 10),
         Goal('many rows from table to table, rate / bare processes',
-             exchange['ms for many rows, bare'] / exchange['ms for many rows'], '>=', 0.5),
-        Goal('one change from call to call, median, us', exchange['us for one change, median'], '<=', 1000),
-        Goal("10^6 changes of 1,000 keys, server's peak MB", exchange["server's peak MB"], '<=', 64),
-        Goal('and rows then told to the follower', exchange['rows told after standing still'], '<=', 1000),
-    ]
-    return all_goals
-
-
-def kernel_goals(measured):
-    """On the running kernel; none where it may not be asked."""
-    if measured is None:
-        return []
-    imported, ((small_latency, small_cost), (large_latency, large_cost)) = measured
-    wanted = max(1.5 * (imported['receiving'] + imported['filing']), imported['nexthops'] * 1e-6)
-    return [
-        Goal('watch, a change at 10^3 next hops, median ms to its line', small_latency * 1e3, '<=', 5),
-        Goal('watch, a change at 10^5 next hops, median ms to its line', large_latency * 1e3, '<=', 5),
-        Goal('watch, processor time a change, 10^5 / 10^3 next hops', large_cost / small_cost, '<=', 1.5),
+             single('ms for many rows, bare', 'ms for many rows'), '>=', 0.5),
+        Goal('one change from call to call, median, us', single('us for one change, median'), '<=', 1000),
+        Goal("10^6 changes of 1,000 keys, server's peak MB", single("server's peak MB"), '<=', 64),
+        Goal('and rows then told to the follower', single('rows told after standing still'), '<=', 1000),
+        Goal('watch, a change at 10^3 next hops, median ms to its line', single('ms to the line at 10^3'), '<=', 5),
+        Goal('watch, a change at 10^5 next hops, median ms to its line', single('ms to the line at 10^5'), '<=', 5),
+        Goal('watch, processor time a change, 10^5 / 10^3 next hops',
+             single('ms of processor time a change at 10^5', 'ms of processor time a change at 10^3'), '<=', 1.5),
+        Goal('watch, 10^5 changes at once, s to an equal view beyond those of ip -batch',
+             single('s over ip -batch for 10^5 changes'), '<=', 1),
         Goal('import of 10^5 next hops / receiving and filing alone, or 1 µs each',
-             imported['import'] / wanted, '<=', 1),
-        Goal('bytes a next hop beyond its row', round(imported['stateBytes'] / imported['nexthops']), '<=', 300),
+             single('ms for the import', 'ms wanted for the import'), '<=', 1),
+        Goal('bytes a next hop beyond its row', single('bytes a next hop beyond its row'), '<=', 300),
     ]
 
 
-def met(goal):
-    return goal.measured <= goal.wanted if goal.relation == '<=' else goal.measured >= goal.wanted
+def of_the_kernel(measured):
+    """Single figures on the running kernel; none where it may not be asked."""
+    if measured is None:
+        return {}
+    imported, changes = measured
+    wanted = max(1.5 * (imported['receiving'] + imported['filing']), imported['nexthops'] * 1e-6)
+    figures = {'ms for the import': imported['import'] * 1e3, 'ms wanted for the import': wanted * 1e3,
+               'bytes a next hop beyond its row': round(imported['stateBytes'] / imported['nexthops'])}
+    for power, (latency, cost, late) in zip(('10^3', '10^5'), changes):
+        figures |= {f'ms to the line at {power}': latency * 1e3, f'ms of processor time a change at {power}': cost * 1e3,
+                    f's over ip -batch for {power} changes': late}
+    return figures
+
+
+def verdict(goal):
+    if goal.measured is None:
+        return 'not measured'
+    meets = (lambda value: value <= goal.wanted) if goal.relation == '<=' else (lambda value: value >= goal.wanted)
+    if meets(goal.measured):
+        return 'met'
+    if goal.floor is not None and not meets(goal.floor):
+        return f'out of reach here: the tests alone take {goal.floor:.2f}'
+    return 'missed'
 
 
 def measure(build, quick, huge):
@@ -198,8 +238,9 @@ def measure(build, quick, huge):
     cost = 1.0
     for name, time in unchecked.times.items():
         cost *= (checked.times[name] / time) ** (1 / len(unchecked.times))
-    return (goals(rows, second, cost, many, program, measure_exchange(build, quick), huge) +
-            kernel_goals(kernel.measure(build)), rows, second, many)
+    single = {'cost of bounds checks': cost, 's of nexthop-rows': program[0], 's of the parse alone': program[1],
+              **measure_exchange(build, quick), **of_the_kernel(kernel.measure(build))}
+    return {'rows': rows.times, 'second': second.times, 'many': many.times, 'bytes': many.bytes, 'single': single}
 
 
 def main():
@@ -209,14 +250,14 @@ def main():
     parser.add_argument('--huge', action='store_true', help='also tables of 10^7 rows (4 GB of memory)')
     arguments = parser.parse_args()
 
-    results, rows, second, many = measure(arguments.build, arguments.quick, arguments.huge)
-    for goal in results:
-        print(f'{goal.name:<66} {goal.measured:7.2f}  wanted {goal.relation} {goal.wanted:<6g}'
-              f' {"met" if met(goal) else "missed"}')
-    print(f'{sum(map(met, results))} of {len(results)} goals met')
     flags = ''.join(f' --{name}' for name in ('quick', 'huge') if getattr(arguments, name))
-    report.write(ROOT / 'docs', 'scripts/bench' + flags, [(goal, met(goal)) for goal in results],
-                 rows.times, second.times, many)
+    measured = report.rounded(measure(arguments.build, arguments.quick, arguments.huge))
+    results = [goal for goal in goals(Figures(measured)) if goal.measured is not None]
+    for goal in results:
+        print(f'{goal.name:<66} {goal.measured:7.2f}  wanted {goal.relation} {goal.wanted:<6g} {verdict(goal)}')
+    print(f'{sum(verdict(goal) == "met" for goal in results)} of {len(results)} goals met')
+    every = report.kept(ROOT / 'bench/figures.json', 'scripts/bench' + flags, measured)
+    report.write(ROOT / 'docs', every, lambda figures: [(goal, verdict(goal)) for goal in goals(Figures(figures))])
 
 
 if __name__ == '__main__':

@@ -1,5 +1,6 @@
 """Measures nexthop-rows on the running kernel, in network namespaces of its own."""
 import contextlib
+import itertools
 import json
 import os
 import pathlib
@@ -8,6 +9,7 @@ import statistics
 import struct
 import subprocess
 import sys
+import threading
 import time
 
 DEVICES = 64
@@ -37,16 +39,18 @@ def namespace(name, nexthops, groups):
         subprocess.run(['ip', 'netns', 'del', name], check=True)
 
 
+def watching(program):
+    """A watch that has printed what there is, and its events of next hops until then."""
+    watch = subprocess.Popen([program, 'watch', '--live', '--json'], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    events = itertools.takewhile(lambda event: event['event'] != 'complete', map(json.loads, watch.stdout))
+    return watch, [event for event in events if event['type'] == 'nexthop']
+
+
 def change(program, turns=2000):
     """Within a namespace: the median seconds from the kernel's acknowledgement of a changed next hop, the last one, to
     the line that watch prints, and watch's processor seconds a change."""
-    watch = subprocess.Popen([program, 'watch', '--live', '--json'], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    last = 0
-    for event in map(json.loads, iter(watch.stdout.readline, b'')):
-        if event['event'] == 'complete':
-            break
-        if event['type'] == 'nexthop':
-            last = event['id']
+    watch, events = watching(program)
+    last = events[-1]['id']
     rtnetlink = socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, 0)
     rtnetlink.bind((0, 0))
     device = socket.if_nametoindex('e0')
@@ -71,8 +75,39 @@ def change(program, turns=2000):
     return statistics.median(times), seconds
 
 
+def burst(program):
+    """Within a namespace: the seconds that watch takes longer than `ip -batch` to have a new gateway for each next hop."""
+    watch, events = watching(program)
+    view = {event['id']: event['row']['dmac'] for event in events}
+    marker = len(view) * 2
+    batch = ''.join(f'nexthop replace id {i + 1} via 10.{i % DEVICES}.0.{(i // DEVICES + 1) % 200 + 2} '
+                    f'dev e{i % DEVICES}\n' for i in range(len(view))) + f'nexthop add id {marker} dev e0\n'
+    done = []
+
+    def make():
+        status = subprocess.run(['ip', '-batch', '-'], input=batch, text=True).returncode
+        done.append(time.perf_counter())
+        if status:
+            watch.terminate()
+
+    maker = threading.Thread(target=make)
+    maker.start()
+    lines = list(itertools.takewhile(lambda line: b'"id":%d,' % marker not in line, watch.stdout))
+    seen = time.perf_counter()
+    maker.join()
+    watch.terminate()
+    watch.wait()
+    for event in map(json.loads, lines):
+        if event.get('type') == 'nexthop' and 'dmac' in event.get('changes', {}):
+            view[event['id']] = event['changes']['dmac']['new']
+    rows = map(json.loads, subprocess.run([program, 'json', '--live'], capture_output=True, check=True).stdout.splitlines())
+    if view != {row['id']: row['dmac'] for row in rows if 'dmac' in row and row['id'] != marker}:
+        sys.exit('bench: after many changes watch has other rows than the kernel')
+    return seen - done[0]
+
+
 def measure(build, sizes=(1_000, 100_000)):
-    """The times of an import of the largest size, as kernelImport prints them, and change() of each; None where no
+    """The times of an import of the largest size, as kernelImport prints them, and change() and burst() of each; None where no
     namespace can be made."""
     changes = []
     for size in sizes:
@@ -90,4 +125,4 @@ def measure(build, sizes=(1_000, 100_000)):
 
 
 if __name__ == '__main__':
-    print(json.dumps(change(sys.argv[1])))
+    print(json.dumps((*change(sys.argv[1]), burst(sys.argv[1]))))

@@ -87,19 +87,45 @@ void registerBuild()
       "build/shared_ptr", [] { return builtShared(values); }, sumOfShared);
 }
 
-/// One more owner of bare blocks, counted without atomic operations.
+/// One more owner of bare blocks.
+template <bool IsAtomic>
 struct Counted
 {
-   explicit Counted(const Blocks& owned) : head(owned.head) { ++head->owners; }
+   explicit Counted(const Blocks& owned) : head(owned.head)
+   {
+      if constexpr (IsAtomic)
+         std::atomic_ref(head->owners).fetch_add(1, std::memory_order_relaxed);
+      else
+         ++head->owners;
+   }
    Counted(const Counted&) = delete;
    Counted& operator=(const Counted&) = delete;
    ~Counted()
    {
-      if (--head->owners == 0)
+      if (IsAtomic ? std::atomic_ref(head->owners).fetch_sub(1, std::memory_order_acq_rel) == 1 : --head->owners == 0)
          std::abort();
    }
 
    Blocks::Head* head;
+};
+
+/// Bare blocks behind the tests that a copy-on-write row cannot leave out: one owner, no view, writable, inside. What
+/// that takes beyond the limit, no row can save on the processor at hand.
+struct Tested
+{
+   template <class T>
+   [[gnu::always_inline]] void write(std::size_t offset, T value)
+   {
+      if (head == nullptr || std::atomic_ref(head->owners).load(std::memory_order_acquire) != 1 || isView || isReadOnly ||
+          position + offset + sizeof value > head->length) [[unlikely]]
+         std::abort(); // a row makes its copy here, or throws
+      std::memcpy(head->data + position + offset, &value, sizeof value);
+   }
+
+   Blocks::Head* head;
+   std::uint16_t position = 0;
+   bool isView = false;
+   bool isReadOnly = false;
 };
 
 void registerCopies()
@@ -110,8 +136,11 @@ void registerCopies()
       "copy-drop/generic-row", [] { return Zorva::BaseRow(genericRow); }, sumOfRow);
    measure(
       "copy-drop/shared_ptr", [] { return Shared(structs[0]); }, sumOfShared);
+   const auto sumOfOwned = [](const auto&) { return columnSum(bare[0].columns()); };
    measure(
-      "copy-drop/limit", [] { return Counted(bare[0]); }, [](const Counted&) { return columnSum(bare[0].columns()); });
+      "copy-drop/limit", [] { return Counted<false>(bare[0]); }, sumOfOwned);
+   measure(
+      "copy-drop/atomic-limit", [] { return Counted<true>(bare[0]); }, sumOfOwned);
 
    static std::uint32_t port = 99;
    measure(
@@ -125,6 +154,13 @@ void registerCopies()
    measure(
       "copy-modify/limit", [] { return changedCopy(bare[0], port); }, sumOfBlocks);
    measure(
+      "copy-modify/atomic-limit",
+      [] {
+         const Counted<true> shared(bare[0]);
+         return changedCopy(bare[0], port);
+      },
+      sumOfBlocks);
+   measure(
       "copy-modify/shared_ptr",
       [] {
          Shared copy = std::make_shared<Packed>(*structs[0]);
@@ -132,6 +168,21 @@ void registerCopies()
          return copy;
       },
       sumOfShared);
+}
+
+void writeAll(Tested& to, const Values& v)
+{
+   to.write(offsetof(Packed, genId), v.genId);
+   to.write(offsetof(Packed, entryHandle), v.entryHandle);
+   to.write(offsetof(Packed, valid), v.valid);
+   to.write(offsetof(Packed, entryId), v.entryId);
+   to.write(offsetof(Packed, id), v.id);
+   to.write(offsetof(Packed, portId), v.portId);
+   to.write(offsetof(Packed, dmac), v.dmac);
+   to.write(offsetof(Packed, smac), v.smac);
+   to.write(offsetof(Packed, drop), v.drop);
+   to.write(offsetof(Packed, encapType), v.encapType);
+   to.write(offsetof(Packed, encapId), v.encapId);
 }
 
 void writeAll(NexthopInfoRow& to, const Values& v)
@@ -151,6 +202,7 @@ void registerColumns()
 
    static NexthopInfoRow target = builtRow(values);
    static Blocks bareTarget = builtBlocks(values);
+   static Tested tested{bareTarget.head};
    static Shared sharedTarget = builtShared(values);
    static std::uint32_t port = 17;
    const auto sum = [](auto*) {
@@ -163,6 +215,13 @@ void registerColumns()
       [] {
          bareTarget.columns().portId = port;
          return &bareTarget;
+      },
+      sum);
+   measure(
+      "write-one/tested",
+      [] {
+         tested.write(offsetof(Packed, portId), port);
+         return &tested;
       },
       sum);
    measure(
@@ -184,6 +243,13 @@ void registerColumns()
       [] {
          pack(bareTarget.columns(), values);
          return &bareTarget;
+      },
+      sum);
+   measure(
+      "write-all/tested",
+      [] {
+         writeAll(tested, values);
+         return &tested;
       },
       sum);
    measure(

@@ -1,5 +1,7 @@
 """Writes what a run measured: the tables in docs/performance.md, between its two marks, and docs/performance.svg."""
 import datetime
+import json
+import pathlib
 import platform
 import re
 
@@ -16,8 +18,43 @@ COLOURS = ('#1f77b4', '#7f7f7f', '#bcbd22', '#ff7f0e', '#2ca02c', '#d62728')
 
 
 def processor():
+    """Name, family, model, stepping and largest cache of the processor."""
+    said = {}
     with open('/proc/cpuinfo', encoding='ascii', errors='replace') as info:
-        return next((line.split(':')[1].strip() for line in info if line.startswith('model name')), platform.machine())
+        for line in info:
+            if ':' not in line:
+                break
+            name, value = (part.strip() for part in line.split(':', 1))
+            said[name] = value
+    caches = ', '.join(f'L{cache["level"]} {cache["size"]}' for cache in cache_sizes())
+    numbers = ', '.join(f'{name} {said[key]}' for name, key in
+                        (('family', 'cpu family'), ('model', 'model'), ('stepping', 'stepping')) if key in said)
+    return f'{said.get("model name", platform.machine())} ({"; ".join(filter(None, (numbers, caches)))})'
+
+
+def cache_sizes():
+    for folder in sorted(pathlib.Path('/sys/devices/system/cpu/cpu0/cache').glob('index*')):
+        cache = {name: (folder / name).read_text().strip() for name in ('level', 'type', 'size')}
+        if cache['type'] != 'Instruction':
+            yield cache
+
+
+def rounded(measured):
+    """Four digits say all that a time is worth."""
+    return {group: {name: float(f'{number:.4g}') for name, number in sorted(numbers.items())}
+            for group, numbers in measured.items()}
+
+
+def kept(path, command, measured):
+    """Writes the run into the file of all processors' runs, in place of this processor's last one, which it puts first,
+    and returns them all."""
+    runs = json.loads(path.read_text(encoding='utf-8')) if path.exists() else {}
+    name = processor()
+    earlier = {other: run for other, run in runs.items() if other != name}
+    ran = f'`{command}` on {datetime.date.today()}, {platform.system()} {platform.release()}'
+    runs = {name: {'ran': ran, **measured}} | earlier
+    path.write_text(json.dumps(runs, indent=1) + '\n', encoding='utf-8')
+    return runs
 
 
 def table(head, rows):
@@ -34,20 +71,31 @@ def times_table(times):
     return table(('case', 'ns'), ((verb, ', '.join(sorted(verbs[verb]))) for verb in sorted(verbs, key=natural)))
 
 
-def measured(command, goals, rows, second, many):
-    goal_rows = ((goal.name, f'{goal.measured:.2f}', f'{"≤" if goal.relation == "<=" else "≥"} {goal.wanted:g}',
-                  'met' if met else '**missed**') for goal, met in goals)
-    met_count = sum(met for _, met in goals)
+def measured(runs, goals):
+    """`goals(run)` are a run's goals with the verdict on each."""
+    names = list(runs)
+    columns = [goals(run) for run in runs.values()]
+    met = [f'{sum(verdict == "met" for _, verdict in column)} of '
+           f'{sum(verdict != "not measured" for _, verdict in column)} goals met' for column in columns]
+    shown = lambda goal, verdict: '–' if goal.measured is None else (
+        f'{goal.measured:.2f}' if verdict == 'met' else f'**{goal.measured:.2f}**')
+    rows = [[column[i] for column in columns] for i in range(len(columns[0]))]
+    newest = runs[names[0]]
+    reasons = [f'- {goal.name}: {verdict}, the limit 1' for goal, verdict in columns[0] if 'out of reach' in verdict]
     return '\n\n'.join([
         BEGIN,
-        f'`{command}` on {datetime.date.today()}, {processor()}, {platform.system()} {platform.release()}. '
-        f'{met_count} of {len(goals)} goals met.',
-        '![Times of the row, its limit and its peers](performance.svg)',
-        table(('goal', 'measured', 'wanted', ''), goal_rows),
-        '## Times', 'Fastest repetition, nanoseconds an operation.', times_table(rows),
-        'With a second thread alive:', times_table(second),
-        'Tables, nanoseconds a row:', times_table(many.times),
-        'Heap bytes a row:', table(('case', 'bytes'), ((n, f'{b:.1f}') for n, b in sorted(many.bytes.items()))),
+        '\n'.join(f'{i}. {name}: {runs[name]["ran"]}; {met[i - 1]}.' for i, name in enumerate(names, 1)),
+        'Where nothing else stands behind a goal, it is a ratio to the limit of the same operation. Bold figures miss it;'
+        ' the columns are the processors above.',
+        table(('goal', 'wanted', *map(str, range(1, len(names) + 1))),
+              ((row[0][0].name, f'{"≤" if row[0][0].relation == "<=" else "≥"} {row[0][0].wanted:g}',
+                *(shown(*cell) for cell in row)) for row in rows)),
+        *(['Out of reach on the first processor:', '\n'.join(reasons)] if reasons else []),
+        '## Times', f'Of {names[0]}: fastest repetition, nanoseconds an operation.',
+        '![Times of the row, its limit and its peers](performance.svg)', times_table(newest['rows']),
+        'With a second thread alive:', times_table(newest['second']),
+        'Tables, nanoseconds a row:', times_table(newest['many']),
+        'Heap bytes a row:', table(('case', 'bytes'), ((n, f'{b:.1f}') for n, b in newest['bytes'].items())),
         END])
 
 
@@ -79,10 +127,10 @@ def chart(times):
             'stroke-dasharray="3"/>\n</svg>\n')
 
 
-def write(folder, command, goals, rows, second, many):
+def write(folder, runs, goals):
     page = folder / 'performance.md'
     text = page.read_text(encoding='utf-8') if page.exists() else f'# Performance\n\n{BEGIN}\n{END}\n'
     before, rest = text.split(BEGIN)
     after = rest.split(END)[1]
-    page.write_text(before + measured(command, goals, rows, second, many) + after, encoding='utf-8')
-    (folder / 'performance.svg').write_text(chart(rows), encoding='utf-8')
+    page.write_text(before + measured(runs, goals) + after, encoding='utf-8')
+    (folder / 'performance.svg').write_text(chart(next(iter(runs.values()))['rows']), encoding='utf-8')

@@ -1,4 +1,6 @@
-// Next hop rows as text and JSON, against the plain way: a string stream and one insertion after the other.
+// Next hop rows as text and JSON, against the digits and texts alone, put together by hand (the limit), and against the
+// plain way, a string stream and one insertion after the other.
+#include <charconv>
 #include <ostream>
 #include <sstream>
 #include <streambuf>
@@ -58,6 +60,73 @@ std::string streamedJson(const NexthopInfoRow& r)
    return stream.str();
 }
 
+/// Characters in an array, one after the other: no stream, no formatting flags, no room to look for.
+class Characters
+{
+public:
+   Characters& operator<<(std::string_view text)
+   {
+      std::memcpy(end_, text.data(), text.size());
+      end_ += text.size();
+      return *this;
+   }
+
+   template <std::integral T>
+   Characters& operator<<(T number)
+   {
+      end_ = std::to_chars(end_, room_ + sizeof room_, number).ptr;
+      return *this;
+   }
+
+   Characters& operator<<(bool flag) { return *this << std::string_view(flag ? "true" : "false"); }
+
+   Characters& operator<<(const Mac& address)
+   {
+      for (std::size_t i = 0; i < address.size(); ++i) {
+         constexpr char digits[] = "0123456789abcdef";
+         const char text[] = {':', digits[address[i] >> 4], digits[address[i] & 0xf]};
+         *this << std::string_view(text, sizeof text).substr(i == 0);
+      }
+      return *this;
+   }
+
+   std::string_view text() const { return {room_, static_cast<std::size_t>(end_ - room_)}; }
+
+private:
+   char room_[512];
+   char* end_ = room_;
+};
+
+Packed packed = [] {
+   Packed made;
+   pack(made, values);
+   return made;
+}();
+
+Characters writtenText()
+{
+   const Packed& p = packed;
+   Characters to;
+   to << "genId = " << std::uint64_t{p.genId} << ", entryHandle = " << std::uint64_t{p.entryHandle}
+      << ", valid = " << (p.valid != 0) << ", entryId = " << std::uint32_t{p.entryId} << ", id = "
+      << std::uint32_t{p.id} << ", portId = " << std::uint32_t{p.portId} << ", dmac = \"" << p.dmac << "\", smac = \""
+      << p.smac << "\", drop = " << (p.drop != 0) << ", encapType = " << std::int32_t{p.encapType}
+      << ", encapId = " << std::uint16_t{p.encapId};
+   return to;
+}
+
+Characters writtenJson()
+{
+   const Packed& p = packed;
+   Characters to;
+   to << "{\"genId\":" << std::uint64_t{p.genId} << ", \"entryHandle\":" << std::uint64_t{p.entryHandle}
+      << ", \"valid\":" << (p.valid != 0) << ", \"entryId\":" << std::uint32_t{p.entryId} << ", \"id\":"
+      << std::uint32_t{p.id} << ", \"portId\":" << std::uint32_t{p.portId} << ", \"dmac\":\"" << p.dmac
+      << "\", \"smac\":\"" << p.smac << "\", \"drop\":" << (p.drop != 0) << ", \"encapType\":"
+      << std::int32_t{p.encapType} << ", \"encapId\":" << std::uint16_t{p.encapId} << "}";
+   return to;
+}
+
 } // namespace
 
 void registerTextCases()
@@ -65,9 +134,13 @@ void registerTextCases()
    measure(
       "text/row", [] { return row.toString(); }, textSum);
    measure(
+      "text/limit", [] { return std::string(writtenText().text()); }, textSum);
+   measure(
       "text/string-stream", [] { return streamedText(row); }, textSum);
    measure(
       "json-text/row", [] { return row.toJson(); }, textSum);
+   measure(
+      "json-text/limit", [] { return std::string(writtenJson().text()); }, textSum);
    measure(
       "json-text/string-stream", [] { return streamedJson(row); }, textSum);
    measure(
@@ -82,6 +155,15 @@ void registerTextCases()
       [] {
          sink.restart();
          return &(stream << row);
+      },
+      sumOfSink);
+   measure(
+      "insertion/limit",
+      [] {
+         sink.restart();
+         const Characters written = writtenText();
+         sink.sputn(written.text().data(), static_cast<std::streamsize>(written.text().size()));
+         return &stream;
       },
       sumOfSink);
    measure(

@@ -52,7 +52,7 @@ a feed: another machine's rows in a server. A folder, a file or feed:NAME may be
 option (PATH); the file - is standard input. A recording is three files of the ip command's JSON:
   ip -j -d nexthop show > FOLDER/nexthop.json
   ip -j neigh show > FOLDER/neigh.json
-  ip -j link show > FOLDER/link.json
+  ip -j -d link show > FOLDER/link.json
 
 Notes on objects that became no row, or no valid one, go to standard error, with the object's id and
 the reason. With --json, all that goes to standard output is a JSON object a line, of which "type"

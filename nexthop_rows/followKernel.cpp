@@ -35,10 +35,10 @@ private:
    /// Waits until there is something to do; false when it is to stop.
    bool await()
    {
-      constexpr std::chrono::milliseconds whileGone{100}; // a name becomes a namespace without an event
+      using namespace std::chrono_literals; // a name becomes a namespace, or a plain file again, without an event
       auto until = rows_.wakeAt();
-      if (!kernel_)
-         until = std::min(until, Following::Clock::now() + whileGone);
+      if (events_)
+         until = std::min<Following::Clock::time_point>(until, Following::Clock::now() + (kernel_ ? 1s : 100ms));
       return following_.await({kernel_ ? kernel_->fd() : -1, events_ ? events_->fd() : -1}, until);
    }
 
@@ -77,7 +77,6 @@ private:
    {
       if (kernel_->hear(state_, following_.notes()) == LiveKernel::Heard::everything)
          return tell();
-      following_.notes().told(netns_.text(), "changes came faster than they were read; reading everything again");
       readAll();
    }
 

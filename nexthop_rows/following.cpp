@@ -20,6 +20,8 @@ Following::Following(bool isQuiet)
    out_.exceptions(std::ios_base::badbit);
    err_.exceptions(std::ios_base::badbit);
    timeIsNow();
+   if (write(STDOUT_FILENO, "", 0) == -1) // was closed, which may not be noticed before long
+      throw BadInput("cannot write to standard output");
 }
 
 bool Following::await(std::initializer_list<int> files, Clock::time_point until)
@@ -34,7 +36,7 @@ bool Following::await(std::initializer_list<int> files, Clock::time_point until)
    }
    poll(polled.data(), polled.size(), timeout);
    timeIsNow();
-   if ((polled[1].revents & POLLERR) != 0)
+   if ((polled[1].revents & (POLLERR | POLLHUP)) != 0) // of a pipe, and of sockets and terminals
       throw BadInput("cannot write to standard output");
    return polled[0].revents == 0;
 }

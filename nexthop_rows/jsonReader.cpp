@@ -1,5 +1,7 @@
 #include "nexthop_rows/jsonReader.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 #include <istream>
@@ -11,6 +13,23 @@
 namespace NexthopRows {
 
 namespace {
+
+/// `ip` writes the bytes of names as they are. Those that the parser takes in no string, or not as they come, go
+/// through it as code points from U+10FF00 on, which stand for nothing.
+std::array<char, 4> disguised(char byte)
+{
+   const auto bits = static_cast<unsigned char>(byte);
+   return {'\xf4', '\x8f', static_cast<char>(0xbc | bits >> 6), static_cast<char>(0x80 | (bits & 0x3f))};
+}
+
+bool needsDisguise(char byte) { return (byte < ' ' || byte > '~') && byte != '\n' && byte != '\t' && byte != '\r'; }
+
+void undisguise(std::string& text)
+{
+   for (std::size_t at = 0; (at = text.find("\xf4\x8f", at)) != std::string::npos; ++at)
+      if (static_cast<unsigned char>(text[at + 2]) >= 0xbc)
+         text.replace(at, 4, 1, static_cast<char>((text[at + 2] & 3) << 6 | (text[at + 3] & 0x3f)));
+}
 
 /// The bytes of a stream, a piece at a time. The parser would take a NUL for the end and not see what follows.
 class Bytes
@@ -50,28 +69,43 @@ public:
    };
 
 private:
+   /// What comes next, of the piece or of a new one.
    [[gnu::noinline]] bool readPiece()
    {
-      if (at_ != pieceEnd_)
+      if (rest_ == pieceEnd_) {
+         before_ += static_cast<std::size_t>(pieceEnd_ - piece_.data());
+         in_.read(piece_.data(), static_cast<std::streamsize>(piece_.size()));
+         if (in_.bad())
+            throw BadInput(source_ + ": cannot be read");
+         rest_ = piece_.data();
+         pieceEnd_ = rest_ + in_.gcount();
+         if (before_ == 0 && std::string_view(rest_, pieceEnd_).starts_with("\xef\xbb\xbf")) // a mark of UTF-8
+            rest_ += 3;
+         if (rest_ == pieceEnd_)
+            return false;
+      }
+      at_ = rest_;
+      end_ = rest_ = std::find_if(at_, pieceEnd_, needsDisguise);
+      if (at_ != end_)
+         return true;
+      if (*at_ == '\0')
          throw BadInput(source_ + ": parse error: NUL at byte " +
                         std::to_string(before_ + static_cast<std::size_t>(at_ - piece_.data())));
-      before_ += static_cast<std::size_t>(pieceEnd_ - piece_.data());
-      in_.read(piece_.data(), static_cast<std::streamsize>(piece_.size()));
-      if (in_.bad())
-         throw BadInput(source_ + ": cannot be read");
-      at_ = piece_.data();
-      pieceEnd_ = at_ + in_.gcount();
-      end_ = std::find(at_, pieceEnd_, '\0');
-      return at_ != pieceEnd_ && !areAllTaken();
+      disguise_ = disguised(*rest_++);
+      at_ = disguise_.data();
+      end_ = at_ + disguise_.size();
+      return true;
    }
 
    const std::string& source_;
    std::istream& in_;
    std::vector<char> piece_;
    std::size_t before_ = 0; ///< bytes before the piece
-   const char* at_ = piece_.data();
-   const char* pieceEnd_ = at_;
-   const char* end_ = at_; ///< of the piece, or a NUL before that
+   const char* rest_ = piece_.data();
+   const char* pieceEnd_ = rest_;
+   std::array<char, 4> disguise_{}; ///< of the byte before the rest
+   const char* at_ = rest_;         ///< bytes before the rest, or the disguise
+   const char* end_ = rest_;
 };
 
 /// Notes down the elements of the array, one after the other, from the parser's events. The parser's own values take
@@ -97,6 +131,7 @@ public:
    }
    bool string(string_t& value) override
    {
+      undisguise(value);
       const std::size_t at = element_.text.size();
       element_.text += value;
       return add({.type = JsonType::string, .number = at, .length = value.size()}, "string");
@@ -113,6 +148,7 @@ public:
 
    bool key(string_t& name) override
    {
+      undisguise(name);
       keyAt_ = element_.text.size();
       keyLength_ = name.size();
       element_.text += name;
@@ -125,8 +161,11 @@ public:
       if (const std::size_t tagEnd = text.find("] "); tagEnd != std::string::npos)
          text.erase(0, tagEnd + 2);
       const std::size_t last = text.find("last read: '"); // none for a number that is too large
-      if (const std::size_t at = text.find(token, last != std::string::npos ? last : 0); at != std::string::npos)
-         text.replace(at, token.size(), shown(token));
+      if (const std::size_t at = text.find(token, last != std::string::npos ? last : 0); at != std::string::npos) {
+         std::string bytes = token;
+         undisguise(bytes);
+         text.replace(at, token.size(), shown(bytes));
+      }
       throw BadInput(source_ + ": " + text);
    }
 
@@ -222,7 +261,7 @@ void forEachElement(const std::string& source, std::istream& in, const UseElemen
 
 void throwBadField(const std::string& name, const nlohmann::json& value, const std::string& what)
 {
-   std::string text = value.dump(-1, ' ', true); // ASCII only, so that it can be cut anywhere
+   std::string text = value.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace); // ASCII: can be cut anywhere
    if (text.size() > mostShown)
       text.replace(mostShown, std::string::npos, "...");
    throw BadObject(name + ": " + text + " is not " + what);

@@ -58,6 +58,20 @@ void KernelState::eraseLink(LinkId id)
       links_.erase(at);
 }
 
+void KernelState::unstack(LinkId lower)
+{
+   const auto first = above_.lower_bound({lower, 0});
+   auto at = first;
+   for (; at != above_.end() && at->first == lower; ++at) {
+      LinkNode& upper = links_.at(at->second);
+      upper.link.vlan->lower = 0;
+      upper.egress.reset();
+      touchUsers(upper);
+      forgetEgressAbove(at->second);
+   }
+   above_.erase(first, at);
+}
+
 void KernelState::neighbourIs(LinkId link, const IpAddress& address, const Zorva::EthAddr& lladdr)
 {
    Neighbour& neighbour = links_[link].neighbours[address];
@@ -184,8 +198,11 @@ std::optional<KernelState::NexthopView> KernelState::viewOf(ObjectId nexthop)
       return {};
    if (node->link == nullptr)
       return NexthopView{node->nexthop, nullptr, {}, nullptr};
-   return NexthopView{node->nexthop, node->link->isThere ? &node->link->link : nullptr, egressOf(*node->link),
-                      node->neighbour->lladdr ? &*node->neighbour->lladdr : nullptr};
+   const Link* const link = node->link->isThere ? &node->link->link : nullptr;
+   const auto& lladdr = node->neighbour->lladdr;
+   // On devices without ARP, traffic makes neighbours with the device's own address, of which no message tells.
+   const bool isPeer = lladdr && (link == nullptr || link->needsNeighbour || *lladdr != link->address);
+   return NexthopView{node->nexthop, link, egressOf(*node->link), isPeer ? &*lladdr : nullptr};
 }
 
 Egress KernelState::egressOf(LinkNode& link)

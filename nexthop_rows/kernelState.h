@@ -32,6 +32,10 @@ public:
    /// Its neighbours go with it, next hops over it stay.
    void eraseLink(LinkId id);
 
+   /// VLANs above it, which is gone for good, lead nowhere until they are told again: their lower device is in another
+   /// namespace, and its number may be another's.
+   void unstack(LinkId lower);
+
    // --- neighbours that are resolved
    void neighbourIs(LinkId link, const IpAddress& address, const Zorva::EthAddr& lladdr);
    void eraseNeighbour(LinkId link, const IpAddress& address);
@@ -60,7 +64,7 @@ public:
       const Nexthop& nexthop;
       const Link* link;                ///< null: none, or not there
       Egress egress;                   ///< of the link
-      const Zorva::EthAddr* neighbour; ///< the gateway's address; null: none, or not resolved
+      const Zorva::EthAddr* neighbour; ///< the gateway's address; null: none, or not resolved to a peer's
    };
 
    /// None when there is no such next hop.

@@ -233,6 +233,7 @@ public:
          if (message.nlmsg_type == RTM_DELLINK) {
             state_.flushLink(id);
             state_.eraseLink(id);
+            state_.unstack(id);
             return forget(name());
          }
          if (attributes.whole().contains(IFLA_WIRELESS)) // an event, which tells nothing else
@@ -269,6 +270,8 @@ public:
          if ((head.ndm_state & usable) == 0 || !attributes.whole().contains(NDA_LLADDR))
             return erase();
          const Bytes lladdr = attributes.bytes(NDA_LLADDR);
+         if (lladdr.empty()) // of a device without addresses, a tunnel's, say
+            return erase();
          const Link* const device = state_.link(link);
          if (lladdr.size() == sizeof(Zorva::EthAddr) || device == nullptr || device->isEthernet)
             state_.neighbourIs(link, address, macAddress("NDA_LLADDR", lladdr));
@@ -346,6 +349,18 @@ void applyMessage(const nlmsghdr& message, const std::string& source, KernelStat
    case RTM_DELNEXTHOP: return reader.readObject(message);
    default: return; // nothing that rows follow from
    }
+}
+
+ObjectId objectId(const nlmsghdr& message)
+{
+   if (message.nlmsg_type != RTM_NEWNEXTHOP || mnl_nlmsg_get_payload_len(&message) < sizeof(nhmsg))
+      return 0;
+   const auto [head, attributes] = parts<nhmsg>(message);
+   const Bytes id = attributes.bytes(NHA_ID);
+   ObjectId value = 0;
+   if (id.size() == sizeof value)
+      std::memcpy(&value, id.data(), sizeof value);
+   return value;
 }
 
 } // namespace NexthopRows

@@ -17,6 +17,9 @@ namespace NexthopRows {
 /// refused with a note, that begins with `source`, and is as if it were not there; the rest of the state is as it was.
 void applyMessage(const nlmsghdr& message, const std::string& source, KernelState& state, Notes& notes);
 
+/// The id of the next hop or group that the message tells of; 0 when it tells of none.
+ObjectId objectId(const nlmsghdr& message);
+
 /// Calls use(message) for each message of a datagram that is aligned to 4 bytes. Returns the number of bytes behind the
 /// last whole one: 0, as the kernel sends them.
 template <class Use>

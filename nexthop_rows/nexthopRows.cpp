@@ -45,20 +45,20 @@ Status run(int argc, char** argv)
    return notes.isAnyBad() ? Status::other : result.status;
 }
 
-/// Puts something in the place of standard files that are closed, so that no other file gets their numbers and what is
-/// meant for them. It is open in the wrong direction: using them fails as before.
-void fillClosedFiles()
+/// Standard files that are closed become ones of which nothing can be read, and to which nothing can be written but
+/// messages: no other file may take their place.
+void openStandardFiles()
 {
-   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
       if (fcntl(fd, F_GETFD) == -1)
-         open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY); // takes the lowest number
+         open("/dev/null", fd == STDOUT_FILENO ? O_RDONLY : O_WRONLY);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-   fillClosedFiles();
+   openStandardFiles();
    std::signal(SIGXFSZ, SIG_IGN); // a file that may not become so long is an error like others
    Status status = Status::bad;
    try {

@@ -19,6 +19,7 @@ ORDER = re.compile(r'\bmemory_order_(?:acquire|acq_rel)\b|const std::lock_guard 
 FETCH = re.compile(r'([\w.>-]+)\.fetch_(add|sub)\(([^(),]+)(?:, [\w:]+)?\)')
 COLUMN = re.compile(r'(?<=>\(")\w+(?="\))')
 CHECK = re.compile(r'(?:\w+\.)?(?:require|check|ensure|mayStore)\w*\(.*\);$')
+RAW = re.compile(r'R"\((.*?)\)"', re.S)
 TEXT = re.compile(r'"(?:\\.|[^"\\\n])*"|(?<!\w)\'(?:\\.|[^\'\\\n])\'')
 # No declarations: those have a space before the name that is called or assigned to.
 STATEMENT = re.compile(r'(?!return\b|throw\b|using\b)(?:[\w:.<>,*&\[\]-]+\(.*\);|[\w:.>*\[\]()-]+ [-+&|^]?= .*;|'
@@ -63,7 +64,9 @@ class Source:
     """A C++ file without comments and what is not run, or not by tests; `bare` is without the insides of texts too."""
 
     def __init__(self, file):
-        text = re.sub(rf'({TEXT.pattern})|//[^\n]*', lambda match: match[1] or ' ' * len(match[0]), text_of(file))
+        # A raw text becomes one that is as long and blank: its lines are mutated as one.
+        text = RAW.sub(lambda match: '""' + re.sub(r'[^\n]', ' ', match[0][2:]), text_of(file))
+        text = re.sub(rf'({TEXT.pattern})|//[^\n]*', lambda match: match[1] or ' ' * len(match[0]), text)
         self.code = blank(r'static_assert\([^;]*;|concept [^;]*;|\[\[[^]]*\]\]|__attribute__\(\(.*?\)\)|'
                           r'^ *#(?:[^\n]*\\\n)*[^\n]*|operator[^\w\s]+\(', text)
         self.bare = re.sub(TEXT, lambda match: match[0][0] + ' ' * (len(match[0]) - 2) + match[0][0], self.code)
@@ -206,7 +209,11 @@ def in_cpp(file):
         if re.search(r'\)[\w ]* = $', bare[:match.start()][-30:]):
             continue  # a pure virtual function
         yield mutant('limit', *match.span(), str(int(match[0], 16 if 'x' in match[0] else 10) + 1))
+    for match in RAW.finditer(text_of(file)):
+        yield mutant('text', match.end() - 2, match.end() - 2, '~')
     for match in TEXT.finditer(code):
+        if match[0] == '""' and text_of(file)[match.start()] == 'R':
+            continue
         if not re.search(r'extern $|include $|asm\($|: $', code[max(0, match.start() - 8):match.start()]) or \
                 '(' in code[code.rfind('\n', 0, match.start()) + 1:match.start()]:
             inner = match[0][1:-1]
@@ -246,8 +253,8 @@ def in_cpp(file):
         for forced in ('true', 'false'):
             yield mutant('condition', begin, end, forced)
     for match in re.finditer(r'(?<=[\w>])\((?=[^)])|(?:(?<=return )|(?<== ))\{', bare):
-        if re.search(r'\b(?:if|while|for|switch|catch)\s*(?:constexpr\s*)?$', bare[:match.start()][-20:]):
-            continue
+        if re.search(r'\b(?:if|while|for|switch|catch)\s*(?:constexpr\s*)?$|\b(?:min|max)$', bare[:match.start()][-20:]):
+            continue  # no call, or one that takes its arguments in either order
         end = source.closing(match.start()) - 1
         spans = source.parts(match.end(), end)
         if any(DECLARED.match(bare[slice(*span)]) or bare[slice(*span)].endswith(('&', '*', '_t')) for span in spans):

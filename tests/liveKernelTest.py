@@ -162,6 +162,10 @@ class LiveKernel(unittest.TestCase):
     def test_namespaces_that_go_and_come_or_cannot_be_watched(self):
         self.play("namespace.session")
 
+    def test_devices_and_large_groups(self):
+        self.addCleanup(run, "ip", "netns", "del", f"{NETNS}-large")
+        self.play("devices.session")
+
     def test_wide_weights(self):
         self.play("weights.session")
 
@@ -224,6 +228,7 @@ class LiveKernel(unittest.TestCase):
         for _ in range(PAUSES):
             chosen = [drawn(rng, "command") for _ in range(OPERATIONS_A_PAUSE)]
             taken += batch(chosen)
+            run("ip", "netns", "exec", NETNS, "bash", "-c", "for i in {2..9}; do echo >/dev/udp/192.0.2.$i/9; done")
             most = max(most, len(watch.rows))
             with self.subTest(chosen):
                 self.assert_same(watch)

@@ -11,6 +11,17 @@ namespace Test {
 
 using namespace NexthopRows;
 
+/// What was noted since the last call, a line each.
+inline std::string takeNotes(std::ostringstream& out)
+{
+   std::string text;
+   std::istringstream notes(out.str());
+   for (std::string note; std::getline(notes, note);)
+      text += "! " + note.substr(note.find(": ") + 2) + '\n'; // without the program's name
+   out.str("");
+   return text;
+}
+
 /// Follows twice: brings the rows up to date behind each datagram, and only when asked for text.
 class Followed
 {
@@ -29,12 +40,7 @@ public:
    {
       std::string changes;
       lazy_.keeper.settle(lazy_.state, 1, [&](const auto& change) { changes += "= " + changeText(change) + '\n'; });
-      std::string text;
-      std::istringstream notes(lazy_.out.str());
-      for (std::string note; std::getline(notes, note);)
-         text += "! " + note.substr(note.find(": ") + 2) + '\n'; // without the program's name
-      lazy_.out.str("");
-      return text + changes;
+      return takeNotes(lazy_.out) + changes;
    }
 
    /// The differences between the two, now that both are up to date: none.
