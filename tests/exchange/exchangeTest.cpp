@@ -108,7 +108,7 @@ struct World
    void changeSome()
    {
       for (unsigned i = random_() % 40; i-- != 0;) {
-         Row row = Row::key(static_cast<Row::Key>(15 - static_cast<int>(random_() % 30)));
+         Row row = Row::key(static_cast<typename Row::Key>(15 - static_cast<int>(random_() % 30)));
          fill(row, random_);
          random_() % 3 == 0 ? void(publisher_->erase(row)) : publisher_->put(row);
       }
