@@ -174,7 +174,7 @@ std::vector<FeedInfo> feeds(const ServerAddress& address, const Options& options
    std::vector<std::string> found;
    std::string cursor = "0";
    do {
-      server.add("SCAN", cursor, "MATCH", "zorva:{*}:*:meta", "COUNT", portion);
+      server.add("SCAN", cursor, "MATCH", "zorva:{*}:*:meta", "COUNT", portion, "TYPE", "hash");
       server.flush();
       const Reply reply = server.reply();
       const auto parts = elementsOf(*reply, 2);
@@ -200,12 +200,18 @@ std::vector<FeedInfo> feeds(const ServerAddress& address, const Options& options
       server.add("EXISTS", keys.owner);
       server.add("TIME");
       server.flush();
-      const Meta meta = Meta::read(*server.reply());
-      const std::uint64_t rows = numberOf(*server.reply());
-      const bool isAlive = numberOf(*server.reply()) != 0;
-      const std::uint64_t now = timeIn(*server.reply());
-      infos.push_back({name, type, meta.signature, meta.publisher, rows, milliseconds(now - std::min(now, meta.alive)),
-                       isAlive, meta.isComplete});
+      try {
+         const Meta meta = Meta::read(*server.reply());
+         const std::uint64_t rows = numberOf(*server.reply());
+         const bool isAlive = numberOf(*server.reply()) != 0;
+         const std::uint64_t now = timeIn(*server.reply());
+         infos.push_back({name, type, meta.signature, meta.publisher, rows,
+                          milliseconds(now - std::min(now, meta.alive)), isAlive, meta.isComplete});
+      } catch (const FeedRefused& refused) {
+         throw FeedRefused("feed " + name + ": " + refused.what());
+      } catch (const ServerTrouble& trouble) {
+         throw ServerTrouble("feed " + name + ": " + trouble.what());
+      }
    }
    return infos;
 }

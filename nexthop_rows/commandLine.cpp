@@ -5,6 +5,7 @@
 
 #include "nexthop_rows/badInput.h"
 #include "nexthop_rows/manual.h"
+#include "nexthop_rows/rowFile.h"
 
 namespace NexthopRows {
 
@@ -120,6 +121,7 @@ Examples:
 
 constexpr const char* saveText =
    R"(A file that is there is replaced when all is written. A debugging aid, not a format for exchange.
+Its rows are named by an option, so that nobody mistakes the one path for the other.
 
 Examples:
   nexthop-rows save FILE --live
@@ -214,7 +216,14 @@ CommandLine::CommandLine() : app_("Linux next hops and groups as table rows", "n
 
 void CommandLine::parse(int argc, const char* const* argv)
 {
-   app_.parse(argc, argv);
+   try {
+      app_.parse(argc, argv);
+   } catch (const CLI::ExtrasError&) {
+      const std::vector<std::string> unknown = app_.remaining();
+      if (app_.get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-'))
+         throw CLI::RequiredError(unknown.front() + " is no subcommand: one");
+      throw;
+   }
    if (!run_ && !options_.statistics)
       throw CLI::RequiredError("A subcommand");
    if (!run_)
@@ -230,6 +239,13 @@ void CommandLine::completeSources()
       throw CLI::RequiresError("--netns", "--live");
    if (netns_)
       kernel->netns = netns_;
+
+   const auto isStandardInput = [](const std::optional<RowsFrom>& from) {
+      const auto* const file = from ? std::get_if<SavedFile>(&*from) : nullptr;
+      return file != nullptr && file->path == standardFile;
+   };
+   if (isStandardInput(options_.before) && isStandardInput(options_.from))
+      throw CLI::ValidationError("standard input can be read once");
 
    bool isServerUsed = false;
    for (std::optional<RowsFrom>* const from : {&options_.before, &options_.from})
@@ -360,6 +376,10 @@ void CommandLine::declareFeedSubcommands()
 {
    CLI::App& publishes = subcommand("publish", publish, "Write all rows to a feed", publishText);
    path(publishes, "PATH", options_.from, "Folder of --dir, or file of --file");
+   publishes.parse_complete_callback([this] {
+      if (options_.from && std::holds_alternative<FeedIn>(*options_.from))
+         throw CLI::ValidationError("PATH", "a feed is not published again; save it first");
+   });
    declareJson(publishes);
    declareRecorded(publishes);
    declareKernel(publishes);

@@ -82,12 +82,16 @@ std::size_t printFeeds(const std::string& server, bool isJson)
 {
    const auto feeds = feedsIn(server);
    std::size_t width = 4;
-   for (const auto& [name, feed] : feeds)
+   std::size_t stateWidth = 5;
+   for (const auto& [name, feed] : feeds) {
       width = std::max(width, name.size());
+      stateWidth = std::max(stateWidth, stateText(feed).size());
+   }
    const auto line = [&](const auto& name, const auto& nexthops, const auto& groups, const auto& age, const auto& state,
                          const auto& publisher) {
       std::cout << std::left << std::setw(static_cast<int>(width)) << name << std::right << std::setw(10) << nexthops
-                << std::setw(8) << groups << std::setw(9) << age << "  " << state << "  " << publisher << '\n';
+                << std::setw(8) << groups << std::setw(9) << age << "  " << std::left
+                << std::setw(static_cast<int>(stateWidth)) << state << "  " << publisher << '\n';
    };
    if (!isJson)
       line("feed", "nexthops", "groups", "age", "state", "publisher");

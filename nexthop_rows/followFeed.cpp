@@ -203,6 +203,7 @@ Tables readFeed(const FeedIn& from, Notes& notes)
 Tables watchFeed(const FeedIn& feed, bool isJson, bool isQuiet)
 {
    Following following(isQuiet);
+   const StopDeadline deadline(following.stop());
    return FeedWatch(feed, following, isJson).run();
 }
 

@@ -160,7 +160,8 @@ public:
       std::string text = error.what(); // "[json.exception....] parse error at line ...: ... last read: 'token'"
       if (const std::size_t tagEnd = text.find("] "); tagEnd != std::string::npos)
          text.erase(0, tagEnd + 2);
-      if (const std::size_t at = text.find(token, text.find("last read: '")); at != std::string::npos) {
+      const std::size_t last = text.find("last read: '"); // none for a number that is too large
+      if (const std::size_t at = text.find(token, last != std::string::npos ? last : 0); at != std::string::npos) {
          std::string bytes = token;
          undisguise(bytes);
          text.replace(at, token.size(), shown(bytes));

@@ -103,6 +103,7 @@ void publishRows(const Tables& tables, const FeedIn& feed)
 Tables publishKernel(const NetNamespace& netns, const FeedIn& feed, bool isQuiet)
 {
    Following following(isQuiet);
+   const StopDeadline deadline(following.stop());
    PublishedRows rows(feed, following);
    return followKernel(netns, following, rows);
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -29,15 +30,26 @@ constexpr std::string_view magicEnd = " rows"; // and a line feed
    throw BadInput(file + ": damaged at byte " + std::to_string(at) + ": " + reason);
 }
 
-/// The CRC-32 of Ethernet frames, as eight hexadecimal digits.
+/// What eight bits shifted out make of the checksum, for each value of them: the polynomial of ITU-T V.42, 8.1.1.6.2,
+/// its bits reversed.
+constexpr auto crcOfByte = [] {
+   std::array<std::uint32_t, 256> table{};
+   for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
+      std::uint32_t crc = byte;
+      for (int bit = 0; bit < 8; ++bit)
+         crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xedb88320U : 0U);
+      table[byte] = crc;
+   }
+   return table;
+}();
+
+/// The CRC-32 of Ethernet frames, as eight hexadecimal digits. A byte at a time, as D. V. Sarwate has it, "Computation
+/// of cyclic redundancy checks via table look-up", Communications of the ACM 31 (8), 1988.
 std::string checksum(std::string_view bytes)
 {
    std::uint32_t crc = ~0U;
-   for (const char byte : bytes) {
-      crc ^= static_cast<unsigned char>(byte);
-      for (int bit = 0; bit < 8; ++bit)
-         crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xedb88320U : 0U);
-   }
+   for (const char byte : bytes)
+      crc = crc >> 8 ^ crcOfByte[(crc ^ static_cast<unsigned char>(byte)) & 0xff];
    std::string text;
    for (int shift = 28; shift >= 0; shift -= 4)
       text += "0123456789abcdef"[~crc >> shift & 0xf];
@@ -66,6 +78,10 @@ public:
       if (isThere && !S_ISREG(before.st_mode))
          throw std::runtime_error(path_ + ": not a file that can be replaced");
       const std::filesystem::path file = behindLinks(path);
+      if (std::error_code none; std::filesystem::is_symlink(file, none)) {
+         errno = ELOOP;
+         fail();
+      }
       name_ = file.filename();
       folder_ = Fd(open(file.has_parent_path() ? file.parent_path().c_str() : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
       if (folder_.get() == -1)
@@ -119,7 +135,8 @@ public:
    }
 
 private:
-   /// What a path leads to, which need not be there: the kernel replaces a link, not its target.
+   /// What a path leads to, which need not be there: the kernel replaces a link, not its target. Another link for one
+   /// that leads to no end.
    static std::filesystem::path behindLinks(std::filesystem::path path)
    {
       constexpr int mostLinks = 40; // as for the kernel
@@ -209,7 +226,7 @@ public:
    {
       std::string first(magic.size(), '\0');
       file_.in->read(first.data(), static_cast<std::streamsize>(first.size()));
-      if (file_.in->bad())
+      if (isUnreadable())
          endsEarly();
       if (first != magic)
          damaged(0, "no file of rows, which begin with \"" + std::string(magic) + '"');
@@ -296,9 +313,15 @@ private:
       return value;
    }
 
+   /// Standard input, which is read through the C library, has an end where it cannot be read.
+   bool isUnreadable() const
+   {
+      return file_.in->bad() || (file_.in->rdbuf() == std::cin.rdbuf() && std::ferror(stdin) != 0);
+   }
+
    [[noreturn]] void endsEarly() const
    {
-      if (file_.in->bad())
+      if (isUnreadable())
          throw BadInput(file_.name + ": cannot be read");
       damaged(position_, "the file ends too early");
    }

@@ -98,7 +98,7 @@ std::string members(const EcmpMemberListRow& row)
    const auto ids = row.member();
    for (auto id = ids.begin(); id != ids.end();) {
       const auto next = std::find_if(id, ids.end(), [&](std::uint32_t other) { return other != *id; });
-      text += (text.empty() ? "" : " ") + std::to_string(*id);
+      text.append(text.empty() ? "" : " ").append(std::to_string(*id));
       if (next - id > 1)
          text += "×" + std::to_string(next - id);
       id = next;

@@ -1,6 +1,8 @@
 #include "nexthop_rows/stopSignals.h"
 
 #include <cerrno>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <system_error>
 #include <unistd.h>
@@ -31,6 +33,27 @@ StopSignals::~StopSignals()
    }
    close(fd_);
    sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+StopDeadline::StopDeadline(StopFd stop) : end_(eventfd(0, EFD_CLOEXEC))
+{
+   if (end_ == -1)
+      throw std::system_error(errno, std::system_category(), "eventfd");
+   thread_ = std::thread([end = end_, stop] {
+      constexpr int patience = 1000; // milliseconds
+      pollfd files[]{{end, POLLIN, 0}, {stop, POLLIN, 0}};
+      while (poll(files, 2, -1) == -1) { // interrupted
+      }
+      if (files[0].revents == 0 && poll(files, 1, patience) == 0)
+         _exit(0);
+   });
+}
+
+StopDeadline::~StopDeadline()
+{
+   eventfd_write(end_, 1);
+   thread_.join();
+   close(end_);
 }
 
 HeldSignals::HeldSignals()

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <csignal>
+#include <thread>
 
 namespace NexthopRows {
 
@@ -32,6 +33,22 @@ public:
 private:
    sigset_t before_{};
    int fd_;
+};
+
+/// For who waits for others that know nothing of the signals: ends the process, with status 0, a second after it was
+/// told to stop, if that has not ended this by then.
+class StopDeadline
+{
+public:
+   /// `stop` must live as long. Throws std::system_error.
+   explicit StopDeadline(StopFd stop);
+   StopDeadline(const StopDeadline&) = delete;
+   StopDeadline& operator=(const StopDeadline&) = delete;
+   ~StopDeadline();
+
+private:
+   int end_; ///< becomes readable at the end of this
+   std::thread thread_;
 };
 
 /// Holds the same signals back as long as it lives, but for those that are ignored; then they come. For what must not

@@ -25,7 +25,7 @@ using OrderedJson = nlohmann::ordered_json;
 Imported importFrom(const std::optional<RowsFrom>& from, std::uint64_t genId, Notes& notes)
 {
    if (!from)
-      throw BadInput("no rows are named: PATH, --dir FOLDER, --file FILE or --live is missing");
+      throw BadInput("no rows are named, by --dir FOLDER, --file FILE or --live for instance; see --help");
    const Progress progress("reading " + text(*from));
    return importRows(*from, genId, notes);
 }
@@ -51,9 +51,9 @@ Result useRow(const Options& options, Notes& notes, Use use)
       result.status = Status::other;
    };
    if (options.rows.kind == kindOf<EcmpMemberListRow>)
-      useFound(Zorva::Embedded::findRow(result.tables.groups, EcmpMemberListRow::key(options.id)));
+      useFound(Zorva::Embedded::findRow(result.imported.tables.groups, EcmpMemberListRow::key(options.id)));
    else
-      useFound(Zorva::Embedded::findRow(result.tables.nexthops, NexthopInfoRow::key(options.id)));
+      useFound(Zorva::Embedded::findRow(result.imported.tables.nexthops, NexthopInfoRow::key(options.id)));
    return result;
 }
 
@@ -150,7 +150,7 @@ struct Size
 
 Result import(const Options& options, Notes& notes)
 {
-   return {importFrom(options.from, 1, notes).tables, Status::done, false};
+   return {importFrom(options.from, 1, notes), Status::done, false};
 }
 
 Result list(const Options& options, Notes& notes)
@@ -163,7 +163,7 @@ Result list(const Options& options, Notes& notes)
       FilteredRows(options.rows, imported, from).forEach([&](const auto& row) {
          std::cout << (options.isJson ? typedJson(row) : row.toString()) << '\n';
       });
-   return {std::move(imported.tables), Status::done, false};
+   return {std::move(imported), Status::done, false};
 }
 
 Result json(const Options& options, Notes& notes)
@@ -172,7 +172,7 @@ Result json(const Options& options, Notes& notes)
    FilteredRows(options.rows, imported, text(*options.from)).forEach([](const auto& row) {
       std::cout << row.toJson() << '\n';
    });
-   return {std::move(imported.tables), Status::done, true};
+   return {std::move(imported), Status::done, true};
 }
 
 Result get(const Options& options, Notes& notes)
@@ -215,15 +215,15 @@ Result check(const Options& options, Notes& notes)
       throw;
    }
    printCounts();
-   return {std::move(tables), Status::done, false};
+   return {{std::move(tables), {}}, Status::done, false};
 }
 
 Result diff(const Options& options, Notes& notes)
 {
    const Tables before = importFrom(options.before, 1, notes).tables;
-   Tables after = importFrom(options.from, 2, notes).tables;
-   const Sums nexthops = printChanges<NexthopInfoRow>(before.nexthops, after.nexthops, options.isJson);
-   const Sums groups = printChanges<EcmpMemberListRow>(before.groups, after.groups, options.isJson);
+   Imported after = importFrom(options.from, 2, notes);
+   const Sums nexthops = printChanges<NexthopInfoRow>(before.nexthops, after.tables.nexthops, options.isJson);
+   const Sums groups = printChanges<EcmpMemberListRow>(before.groups, after.tables.groups, options.isJson);
    if (options.isJson)
       std::cout << OrderedJson{{"type", "diff"}, {"nexthop", toJson(nexthops)}, {"group", toJson(groups)}} << '\n';
    const bool isSame = nexthops.isNothing() && groups.isNothing();
@@ -235,14 +235,14 @@ Result save(const Options& options, Notes& notes)
    Result result = import(options, notes);
    {
       const Progress progress("writing rows");
-      saveRows(result.tables, options.target);
+      saveRows(result.imported.tables, options.target);
    }
    if (options.target == standardFile)
       result.isOutputTaken = true;
    else if (options.isJson)
-      std::cout << OrderedJson{{"type", "save"}, {"rows", result.tables.size()}} << '\n';
+      std::cout << OrderedJson{{"type", "save"}, {"rows", result.imported.tables.size()}} << '\n';
    else
-      std::cout << result.tables.size() << " rows saved\n";
+      std::cout << result.imported.tables.size() << " rows saved\n";
    return result;
 }
 
@@ -250,11 +250,11 @@ Result watch(const Options& options, Notes& /*notes*/)
 {
    if constexpr (hasFeeds)
       if (const auto* const feed = options.from ? std::get_if<FeedIn>(&*options.from) : nullptr)
-         return {watchFeed(*feed, options.isJson, options.isQuiet), Status::done, false};
+         return {{watchFeed(*feed, options.isJson, options.isQuiet), {}}, Status::done, false};
    const NetNamespace netns = kernelOf(
       options, hasFeeds ? "watch follows the running kernel or a feed: --live, or --from with --feed, is missing"
                         : "watch follows the running kernel: --live is missing");
-   return {watchKernel(netns, options.isJson, options.isQuiet), Status::done, false};
+   return {{watchKernel(netns, options.isJson, options.isQuiet), {}}, Status::done, false};
 }
 
 Result publish([[maybe_unused]] const Options& options, [[maybe_unused]] Notes& notes)
@@ -263,15 +263,15 @@ Result publish([[maybe_unused]] const Options& options, [[maybe_unused]] Notes& 
    if constexpr (hasFeeds) {
       if (options.isFollowed) {
          const NetNamespace netns = kernelOf(options, "publish --watch follows the running kernel: --live is missing");
-         result.tables = publishKernel(netns, options.feed, options.isQuiet);
+         result.imported.tables = publishKernel(netns, options.feed, options.isQuiet);
          return result;
       }
       result = import(options, notes);
-      publishRows(result.tables, options.feed);
+      publishRows(result.imported.tables, options.feed);
       if (options.isJson)
-         std::cout << OrderedJson{{"type", "publish"}, {"rows", result.tables.size()}} << '\n';
+         std::cout << OrderedJson{{"type", "publish"}, {"rows", result.imported.tables.size()}} << '\n';
       else
-         std::cout << result.tables.size() << " rows published\n";
+         std::cout << result.imported.tables.size() << " rows published\n";
    }
    return result;
 }

@@ -33,7 +33,7 @@ struct Options
 /// What a subcommand has come to.
 struct Result
 {
-   Tables tables;
+   Imported imported;
    Status status = Status::done;
    bool isOutputTaken = false; ///< by what others read: nothing may be added to standard output
 };

@@ -1,5 +1,5 @@
-// What the headers need of compiler and machine, said in one sentence where it is missing. Every header comes here before
-// anything that would not compile; the inclusion behind each #error is what stops the compiler there.
+// What the headers need of compiler and machine, said in one sentence where it is missing. Every header comes here
+// before anything that would not compile; the inclusion behind each #error is what stops the compiler there.
 #pragma once
 
 #if !defined(__cplusplus) || __cplusplus < 202002L

@@ -3,6 +3,7 @@
 // time behind one bounds check of the fixed part.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <compare>
 #include <iterator>
@@ -58,13 +59,15 @@ namespace Zorva::Internal {
    std::uint64_t seedB = 0;
    auto atA = a.begin();
    auto atB = b.begin();
-   for (const auto both = atA + std::ssize(a.size() < b.size() ? a : b); atA != both; ++atA, ++atB) {
+   const auto endA = a.end(); // each end reads the array's count
+   const auto endB = b.end();
+   for (const auto both = atA + std::min(endA - atA, endB - atB); atA != both; ++atA, ++atB) {
       foldElement(seedA, *atA);
       foldElement(seedB, *atB);
    }
-   for (; atA != a.end(); ++atA)
+   for (; atA != endA; ++atA)
       foldElement(seedA, *atA);
-   for (; atB != b.end(); ++atB)
+   for (; atB != endB; ++atB)
       foldElement(seedB, *atB);
    return {static_cast<std::uint32_t>(seedA), static_cast<std::uint32_t>(seedB)};
 }

@@ -262,7 +262,7 @@ def in_cpp(file):
         for a, b in zip(spans, spans[1:]):
             if a[0] < a[1] and b[0] < b[1] and code[slice(*a)] != code[slice(*b)]:
                 yield mutant('arguments', a[0], b[1], code[slice(*b)] + code[a[1]:b[0]] + code[slice(*a)])
-        if match[0] == '{' and len(spans) > 1:
+        if match[0] == '{' and len(spans) > 1 and code[slice(*spans[-1])] not in NOTHING:
             yield mutant('member', spans[-2][1], spans[-1][1], '')
     for match in re.finditer(r'(?<=[,:] )\w+_([({])', bare):
         end = source.closing(match.end() - 1)
@@ -302,7 +302,10 @@ def in_python(file):
 
     inside = set()  # what stands in the braces of an f-string has no places of its own
     documentation = set()
+    last = set()  # what ends a function by returning nothing, which it does anyway
     for node in ast.walk(tree):
+        if isinstance(node, ast.FunctionDef) and isinstance(node.body[-1], ast.Try):
+            last.update(handler for handler in node.body[-1].handlers if source(handler.body[-1]) == 'return None')
         if isinstance(node, ast.JoinedStr):
             inside.update(part for part in ast.walk(node) if part is not node)
         body = getattr(node, 'body', None)
@@ -344,7 +347,7 @@ def in_python(file):
             yield mutant('swallow', node, 'pass')
         elif isinstance(node, (ast.Break, ast.Continue)):
             yield mutant('early', node, 'pass')
-        elif isinstance(node, ast.ExceptHandler) and not isinstance(node.body[0], ast.Pass):
+        elif isinstance(node, ast.ExceptHandler) and node not in last and not isinstance(node.body[0], ast.Pass):
             yield mutant('swallow', (span(node.body[0])[0], span(node.body[-1])[1]), 'pass')
         elif isinstance(node, ast.Call):
             for a, b in zip(node.args, node.args[1:]):

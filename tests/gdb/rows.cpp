@@ -15,6 +15,14 @@ EthAddr mac = hop.dmac();
 Zorva::ArrayReference<std::uint32_t> members = group.member(), loose = spoilt.member();
 alignas(NexthopInfoRow) unsigned char ended[sizeof(NexthopInfoRow)]; // a row whose life is over
 
+// A row type of one source file: its table is nobody else's.
+[[gnu::used]] static constexpr auto trunkColumns =
+   Zorva::layOut({{"genId", Zorva::Type::u64}, {"entryHandle", Zorva::Type::u64}});
+struct TrunkRow : BaseRow
+{
+   explicit TrunkRow(const BaseRow& row) : BaseRow(row) {}
+} trunk(group.clone());
+
 [[gnu::noinline]] void ready() { asm volatile("" ::: "memory"); }
 
 int main()
