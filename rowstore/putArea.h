@@ -55,7 +55,9 @@ inline char* roomForNumbers(const std::ostream& os, std::size_t length)
    const std::locale& locale = os.getloc();
 #endif
    static const std::locale& classic = std::locale::classic();
-   if (std::memcmp(&locale, &classic, sizeof locale) != 0) // another object may be equal: inserting does
+   // Another object may be equal, too: inserting compares them then.
+   // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
+   if (std::memcmp(&locale, &classic, sizeof locale) != 0)
       return nullptr;
    return roomForText(os, length);
 }
