@@ -88,6 +88,8 @@ class NexthopRows(unittest.TestCase):
 
     def test_transcripts(self):
         for file in sorted((pathlib.Path(__file__).parent / "cli").glob("*.txt")):
+            if os.environ.get("SANITIZER") and file.stem == "scarce":
+                continue
             with self.subTest(file.name):
                 self.assertEqual(self.transcript(file.read_text()), file.read_text())
 
