@@ -71,14 +71,15 @@ public:
       return *this;
    }
 
-   template <std::integral T>
-   Characters& operator<<(T number)
+   template <std::integral T> // bool by its own type, or texts would become one
+   Characters& operator<<(T value)
    {
-      end_ = std::to_chars(end_, room_ + sizeof room_, number).ptr;
+      if constexpr (std::same_as<T, bool>)
+         return *this << std::string_view(value ? "true" : "false");
+      else
+         end_ = std::to_chars(end_, room_ + sizeof room_, value).ptr;
       return *this;
    }
-
-   Characters& operator<<(bool flag) { return *this << std::string_view(flag ? "true" : "false"); }
 
    Characters& operator<<(const Mac& address)
    {
@@ -108,9 +109,9 @@ Characters writtenText()
    const Packed& p = packed;
    Characters to;
    to << "genId = " << std::uint64_t{p.genId} << ", entryHandle = " << std::uint64_t{p.entryHandle}
-      << ", valid = " << (p.valid != 0) << ", entryId = " << std::uint32_t{p.entryId} << ", id = "
-      << std::uint32_t{p.id} << ", portId = " << std::uint32_t{p.portId} << ", dmac = \"" << p.dmac << "\", smac = \""
-      << p.smac << "\", drop = " << (p.drop != 0) << ", encapType = " << std::int32_t{p.encapType}
+      << ", valid = " << (p.valid != 0) << ", entryId = " << std::uint32_t{p.entryId}
+      << ", id = " << std::uint32_t{p.id} << ", portId = " << std::uint32_t{p.portId} << ", dmac = \"" << p.dmac
+      << "\", smac = \"" << p.smac << "\", drop = " << (p.drop != 0) << ", encapType = " << std::int32_t{p.encapType}
       << ", encapId = " << std::uint16_t{p.encapId};
    return to;
 }
@@ -120,10 +121,10 @@ Characters writtenJson()
    const Packed& p = packed;
    Characters to;
    to << "{\"genId\":" << std::uint64_t{p.genId} << ", \"entryHandle\":" << std::uint64_t{p.entryHandle}
-      << ", \"valid\":" << (p.valid != 0) << ", \"entryId\":" << std::uint32_t{p.entryId} << ", \"id\":"
-      << std::uint32_t{p.id} << ", \"portId\":" << std::uint32_t{p.portId} << ", \"dmac\":\"" << p.dmac
-      << "\", \"smac\":\"" << p.smac << "\", \"drop\":" << (p.drop != 0) << ", \"encapType\":"
-      << std::int32_t{p.encapType} << ", \"encapId\":" << std::uint16_t{p.encapId} << "}";
+      << ", \"valid\":" << (p.valid != 0) << ", \"entryId\":" << std::uint32_t{p.entryId}
+      << ", \"id\":" << std::uint32_t{p.id} << ", \"portId\":" << std::uint32_t{p.portId} << ", \"dmac\":\"" << p.dmac
+      << "\", \"smac\":\"" << p.smac << "\", \"drop\":" << (p.drop != 0)
+      << ", \"encapType\":" << std::int32_t{p.encapType} << ", \"encapId\":" << std::uint16_t{p.encapId} << "}";
    return to;
 }
 
