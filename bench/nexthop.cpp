@@ -116,8 +116,8 @@ struct Tested
    template <class T>
    [[gnu::always_inline]] void write(std::size_t offset, T value)
    {
-      if (head == nullptr || std::atomic_ref(head->owners).load(std::memory_order_acquire) != 1 || isView || isReadOnly ||
-          position + offset + sizeof value > head->length) [[unlikely]]
+      if (head == nullptr || std::atomic_ref(head->owners).load(std::memory_order_acquire) != 1 || isView ||
+          isReadOnly || position + offset + sizeof value > head->length) [[unlikely]]
          std::abort(); // a row makes its copy here, or throws
       std::memcpy(head->data + position + offset, &value, sizeof value);
    }
