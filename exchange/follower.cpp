@@ -74,7 +74,7 @@ struct FeedFollower::Impl
       Meta::ask(server, keys_.meta);
       server.add("EXISTS", keys_.owner);
       server.flush();
-      const Meta meta = Meta::read(*server.reply());
+      Meta meta = Meta::read(*server.reply());
       isPublisherAlive_ = numberOf(*server.reply()) != 0;
       if (meta.exists() && meta.signature != table_.type().signature)
          throw FeedRefused(link_.name() + ": the feed's rows are of the type " + shown(meta.signature) + ", not " +
